@@ -1,0 +1,57 @@
+# QJKit — quick start on Debian 12:
+#   make demo    installs what is missing, builds, and runs the demo
+#   make test    installs what is missing, builds, and runs every test
+# Other targets: build, install (PREFIX=...), bench, fuzz, docs, format, sanitize, clean.
+
+BUILD_DIR  ?= build
+BUILD_TYPE ?= RelWithDebInfo
+PREFIX     ?= $(CURDIR)/$(BUILD_DIR)/stage
+JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
+
+PACKAGES := build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-dev-tools libgl-dev \
+            xvfb xauth python3 fonts-dejavu-core ccache
+
+CMAKE_CONFIGURE = cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) \
+                  -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+
+.PHONY: all deps configure build test check-example install demo tour format clean
+
+all: build
+
+deps:
+	@scripts/install-deps.sh $(PACKAGES)
+
+$(BUILD_DIR)/build.ninja:
+	$(CMAKE_CONFIGURE)
+
+configure: deps
+	$(CMAKE_CONFIGURE)
+
+build: deps $(BUILD_DIR)/build.ninja
+	cmake --build $(BUILD_DIR) -j $(JOBS)
+
+test: build
+	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
+	$(MAKE) --no-print-directory check-example
+
+# Installs the library into a staging prefix and builds the example host project against it.
+check-example: build
+	cmake --install $(BUILD_DIR) --prefix $(PREFIX) > /dev/null
+	cmake -S examples/host -B $(BUILD_DIR)/example-host -G Ninja -DCMAKE_PREFIX_PATH=$(PREFIX) > /dev/null
+	cmake --build $(BUILD_DIR)/example-host
+	LD_LIBRARY_PATH=$(PREFIX)/lib:$$LD_LIBRARY_PATH $(BUILD_DIR)/example-host/qjkit-example-host
+
+install: build
+	cmake --install $(BUILD_DIR) --prefix $(PREFIX)
+
+demo: build
+	@scripts/demo.sh $(BUILD_DIR)
+
+tour: build
+	@scripts/tour.sh $(BUILD_DIR)/tools/qjkit/qjkit
+
+format:
+	git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	rm -rf $(BUILD_DIR)

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "QJPropertyListSerialization.h"
+#include "qjplistformats_p.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+void setError(QString *errorString, const QString &message)
+{
+    if (errorString)
+        *errorString = message;
+}
+
+bool isHexDigit(char c)
+{
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+// An XML document starts with '<' and markup; old-style data is '<' hexadecimal digits and blanks '>'.
+bool looksLikeXml(const QByteArray &data)
+{
+    qsizetype i = data.startsWith("\xEF\xBB\xBF") ? 3 : 0;
+    while (i < data.size() && (data.at(i) == ' ' || data.at(i) == '\t' || data.at(i) == '\n' || data.at(i) == '\r'))
+        ++i;
+    if (i >= data.size() || data.at(i) != '<')
+        return false;
+    for (++i; i < data.size() && data.at(i) != '>'; ++i) {
+        const char c = data.at(i);
+        if (!isHexDigit(c) && c != ' ' && c != '\t' && c != '\n' && c != '\r')
+            return true;
+    }
+    return false;
+}
+
+bool looksLikeUtf16(const QByteArray &data)
+{
+    return data.startsWith("\xFF\xFE") || data.startsWith("\xFE\xFF");
+}
+} // namespace
+
+QByteArray QJPropertyListSerialization::dataFromPropertyList(const QJValue &plist, Format format, QString *errorString)
+{
+    if (format != XmlFormat_v1_0) {
+        setError(errorString, u"only the XML format can be written"_s);
+        return QByteArray();
+    }
+    return QJPlist::writeXml(plist, errorString);
+}
+
+bool QJPropertyListSerialization::propertyListIsValidForFormat(const QJValue &plist, Format format)
+{
+    return format == XmlFormat_v1_0 && !QJPlist::writeXml(plist, nullptr).isEmpty();
+}
+
+QJValue QJPropertyListSerialization::propertyListFromData(
+    const QByteArray &data, QJMutability mutability, Format *format, QString *errorString)
+{
+    if (data.size() > MaximumSize) {
+        setError(errorString, u"the property list is larger than %1 bytes"_s.arg(MaximumSize));
+        return QJValue();
+    }
+    if (data.startsWith("bplist")) {
+        if (format)
+            *format = BinaryFormat_v1_0;
+        return QJPlist::readBinary(data, mutability, errorString);
+    }
+    if (!looksLikeUtf16(data) && looksLikeXml(data)) {
+        if (format)
+            *format = XmlFormat_v1_0;
+        return QJPlist::readXml(data, mutability, errorString);
+    }
+    QString text;
+    if (!QJPlist::decodeText(data, &text)) {
+        setError(errorString, u"the text is not valid UTF-8 or UTF-16"_s);
+        return QJValue();
+    }
+    if (text.trimmed().isEmpty()) {
+        setError(errorString, u"the data is empty"_s);
+        return QJValue();
+    }
+    if (text.trimmed().startsWith(u"<?xml"_s)) { // XML in UTF-16
+        if (format)
+            *format = XmlFormat_v1_0;
+        return QJPlist::readXml(
+            text.toUtf8().replace("encoding=\"UTF-16\"", "encoding=\"UTF-8\""), mutability, errorString);
+    }
+    if (format)
+        *format = OpenStepFormat;
+    return QJPlist::readOldStyle(text, mutability, /*stringsFile=*/false, errorString);
+}
+
+QJValue QJPropertyListSerialization::propertyListFromFile(
+    const QString &path, QJMutability mutability, Format *format, QString *errorString)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        setError(errorString, file.errorString());
+        return QJValue();
+    }
+    if (!file.isSequential() && file.size() > MaximumSize) {
+        setError(errorString, u"the file is larger than %1 bytes"_s.arg(MaximumSize));
+        return QJValue();
+    }
+    const QByteArray data = file.read(MaximumSize + 1);
+    if (file.error() != QFileDevice::NoError) {
+        setError(errorString, file.errorString());
+        return QJValue();
+    }
+    return propertyListFromData(data, mutability, format, errorString);
+}
+
+bool QJPropertyListSerialization::writePropertyListToFile(
+    const QJValue &plist, const QString &path, bool atomically, QString *errorString)
+{
+    const QByteArray data = dataFromPropertyList(plist, XmlFormat_v1_0, errorString);
+    if (data.isEmpty())
+        return false;
+    if (atomically) {
+        QSaveFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
+            setError(errorString, file.errorString());
+            return false;
+        }
+        return true;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(data) != data.size() || !file.flush()) {
+        setError(errorString, file.errorString());
+        return false;
+    }
+    return true;
+}
+
+QJValue QJPropertyListSerialization::stringsTableFromData(const QByteArray &data, QString *errorString)
+{
+    QJValue table;
+    if (data.startsWith("bplist") || (!looksLikeUtf16(data) && looksLikeXml(data))) {
+        table = propertyListFromData(data, QJMutability::Immutable, nullptr, errorString);
+    } else {
+        if (data.size() > MaximumSize) {
+            setError(errorString, u"the strings table is larger than %1 bytes"_s.arg(MaximumSize));
+            return QJValue();
+        }
+        QString text;
+        if (!QJPlist::decodeText(data, &text)) {
+            setError(errorString, u"the strings table is not valid UTF-8 or UTF-16"_s);
+            return QJValue();
+        }
+        table = QJPlist::readOldStyle(text, QJMutability::Immutable, /*stringsFile=*/true, errorString);
+    }
+    if (!table.isNone() && !table.isDictionary()) {
+        setError(errorString, u"a strings table must be a dictionary"_s);
+        return QJValue();
+    }
+    return table;
+}

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#pragma once
+
+#include "QJValue.h"
+
+#include <QByteArray>
+#include <QString>
+
+// The individual property-list formats behind QJPropertyListSerialization.
+namespace QJPlist
+{
+QByteArray writeXml(const QJValue &plist, QString *error);
+QJValue readXml(const QByteArray &data, QJMutability mutability, QString *error);
+QJValue readBinary(const QByteArray &data, QJMutability mutability, QString *error);
+// With stringsFile, a top level without braces is read as the entries of a dictionary.
+QJValue readOldStyle(QStringView text, QJMutability mutability, bool stringsFile, QString *error);
+// Decodes text by its byte-order mark (UTF-8 or UTF-16 of either order), UTF-8 without one;
+// fails on invalid UTF-8.
+bool decodeText(const QByteArray &data, QString *text);
+// Orders strings by Unicode code point (UTF-16 code-unit order differs above U+D7FF).
+bool lessByCodePoint(const QString &a, const QString &b);
+} // namespace QJPlist

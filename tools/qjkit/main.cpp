@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "cli.h"
+
+#include <QCoreApplication>
+#ifdef QJKIT_HAVE_GUI
+#include <QGuiApplication>
+#endif
+
+#include <memory>
+
+int main(int argc, char **argv)
+{
+    QStringList words;
+    for (int i = 1; i < argc; ++i)
+        words.append(QString::fromLocal8Bit(argv[i]));
+    qsizetype used = 0;
+    const Cli::Command *command = Cli::findCommand(words, &used);
+
+    std::unique_ptr<QCoreApplication> app;
+#ifdef QJKIT_HAVE_GUI
+    if (command && command->needsGui) {
+        // Text measuring needs fonts, not a screen.
+        if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+            && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        app = std::make_unique<QGuiApplication>(argc, argv);
+    }
+#endif
+    if (!app)
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("qjkit"));
+    return Cli::main(QCoreApplication::arguments());
+}
