@@ -77,8 +77,8 @@ QString qjFormatReal(double value)
     const qsizetype e = sci.indexOf(u'e');
     QString mantissa = sci.left(e);
     const int exponent = sci.mid(e + 1).toInt();
-    const bool negative = mantissa.startsWith(u'-');
-    if (negative)
+    const bool negative = std::signbit(value); // "-0.0" keeps its sign
+    if (mantissa.startsWith(u'-'))
         mantissa.remove(0, 1);
     QString digits = mantissa;
     digits.remove(u'.');

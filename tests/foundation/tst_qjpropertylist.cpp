@@ -1,0 +1,326 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "QJPropertyListSerialization.h"
+#include "qjtestsupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using PL = QJPropertyListSerialization;
+
+namespace
+{
+QByteArray wrap(const QByteArray &body)
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n" + body + "\n</plist>\n";
+}
+
+QByteArray nested(int depth)
+{
+    return QByteArray("<array>").repeated(depth) + QByteArray("</array>").repeated(depth);
+}
+
+bool allContainersHave(const QJValue &v, bool mutableFlag)
+{
+    if (v.isArray()) {
+        if (v.toArray().isMutable() != mutableFlag)
+            return false;
+        for (const QJValue &e : v.toArray()) {
+            if (!allContainersHave(e, mutableFlag))
+                return false;
+        }
+    } else if (v.isDictionary()) {
+        if (v.toDictionary().isMutable() != mutableFlag)
+            return false;
+        for (const auto &[k, e] : v.toDictionary()) {
+            if (!allContainersHave(e, mutableFlag))
+                return false;
+        }
+    }
+    return true;
+}
+} // namespace
+
+class TestQJPropertyList : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void writesWhatAReferenceSerializerWrites_data();
+    void writesWhatAReferenceSerializerWrites();
+    void readingChoosesMutability();
+    void writerRefusesWhatIsNotAPropertyList_data();
+    void writerRefusesWhatIsNotAPropertyList();
+    void lineEndsInStringsBecomeLineFeeds();
+    void readsTheOldStyleFormat();
+    void badInputAnswersNoneWithAReason_data();
+    void badInputAnswersNoneWithAReason();
+    void nestingIsBoundedAt512();
+    void damagedBinaryNeverCrashes();
+    void sharedBinaryObjectsAreBounded();
+    void oversizedFileIsRefusedUnread();
+    void writesFilesAtomicallyOrInPlace();
+
+private:
+    QTemporaryDir m_cases;
+    int m_caseCount = 40;
+};
+
+void TestQJPropertyList::initTestCase()
+{
+    // Reference files come from Python's plistlib, generated afresh with a fixed seed.
+    QVERIFY(m_cases.isValid());
+    const int status = QProcess::execute(u"python3"_s,
+        {QJTest::dataPath(u"make_plists.py"_s), m_cases.path(), QString::number(m_caseCount), u"20261121"_s});
+    QCOMPARE(status, 0);
+}
+
+void TestQJPropertyList::writesWhatAReferenceSerializerWrites_data()
+{
+    QTest::addColumn<QString>("input");
+    QTest::addColumn<QString>("reference");
+    for (int i = 0; i < m_caseCount; ++i) {
+        const QString base = m_cases.filePath(QString::number(i));
+        QTest::addRow("xml %d", i) << base + u".xml"_s << base + u".xml"_s;
+        QTest::addRow("binary %d", i) << base + u".bplist"_s << base + u".xml"_s;
+    }
+}
+
+void TestQJPropertyList::writesWhatAReferenceSerializerWrites()
+{
+    QFETCH(QString, input);
+    QFETCH(QString, reference);
+    QString error;
+    const QJValue plist = PL::propertyListFromFile(input, QJMutability::Immutable, nullptr, &error);
+    QVERIFY2(!plist.isNone(), qPrintable(error));
+    QFile expected(reference);
+    QVERIFY(expected.open(QIODevice::ReadOnly));
+    QCOMPARE(PL::dataFromPropertyList(plist), expected.readAll());
+}
+
+void TestQJPropertyList::readingChoosesMutability()
+{
+    for (int i = 0; i < m_caseCount; ++i) {
+        for (const QString &suffix : {u".xml"_s, u".bplist"_s}) {
+            const QString path = m_cases.filePath(QString::number(i) + suffix);
+            const QJValue mutableTree = PL::propertyListFromFile(path, QJMutability::Mutable);
+            const QJValue immutableTree = PL::propertyListFromFile(path, QJMutability::Immutable);
+            QVERIFY(allContainersHave(mutableTree, true));
+            QVERIFY(allContainersHave(immutableTree, false));
+            QCOMPARE(mutableTree, immutableTree);
+        }
+    }
+}
+
+void TestQJPropertyList::writerRefusesWhatIsNotAPropertyList_data()
+{
+    QTest::addColumn<QJValue>("plist");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("none") << QJValue() << u"missing value"_s;
+    QTest::newRow("none in an array") << QJValue(QJArray {1, QJValue()}) << u"missing value"_s;
+    QTest::newRow("object leaf") << QJValue::fromObject(QVariant::fromValue(QPoint(1, 2))) << u"QPoint"_s;
+    QTest::newRow("control character") << QJValue(QJDictionary {{u"k"_s, u"bell\x07"_s}}) << u"U+0007"_s;
+    QTest::newRow("unpaired surrogate") << QJValue(QString(QChar(0xD800))) << u"surrogate"_s;
+    QJValue deep = 1;
+    for (int i = 0; i < 513; ++i)
+        deep = QJArray {deep};
+    QTest::newRow("too deep") << deep << u"deeper than 512"_s;
+}
+
+void TestQJPropertyList::writerRefusesWhatIsNotAPropertyList()
+{
+    QFETCH(QJValue, plist);
+    QFETCH(QString, reason);
+    QString error;
+    QVERIFY(PL::dataFromPropertyList(plist, PL::XmlFormat_v1_0, &error).isEmpty());
+    QVERIFY2(error.contains(reason), qPrintable(error));
+    QVERIFY(!PL::propertyListIsValidForFormat(plist));
+    QVERIFY(PL::dataFromPropertyList(QJValue(1), PL::BinaryFormat_v1_0, &error).isEmpty());
+}
+
+void TestQJPropertyList::lineEndsInStringsBecomeLineFeeds()
+{
+    const QByteArray xml = PL::dataFromPropertyList(QJValue(u"a\r\nb\rc\td"_s));
+    QVERIFY(xml.contains("<string>a\nb\nc\td</string>"));
+    QCOMPARE(PL::propertyListFromData(xml), QJValue(u"a\nb\nc\td"_s));
+}
+
+void TestQJPropertyList::readsTheOldStyleFormat()
+{
+    const QByteArray text = "// settings\n{ name = \"The \\\"Long\\\" Night\"; tags = (draft, \"two words\",); "
+                            "cover = <0001 ff>; nested = { e = \"caf\\U00e9\\n\"; }; /* done */ }";
+    PL::Format format {};
+    QString error;
+    const QJValue plist = PL::propertyListFromData(text, QJMutability::Mutable, &format, &error);
+    QVERIFY2(plist.isDictionary(), qPrintable(error));
+    QCOMPARE(format, PL::OpenStepFormat);
+    QCOMPARE(plist.valueForKey(u"name"_s), QJValue(u"The \"Long\" Night"_s));
+    QCOMPARE(plist.valueForKey(u"tags"_s), QJValue(QJArray {u"draft"_s, u"two words"_s}));
+    QCOMPARE(plist.valueForKey(u"cover"_s), QJValue(QByteArray::fromHex("0001ff")));
+    QCOMPARE(plist.valueForKeyPath(u"nested.e"_s), QJValue(u"caf\u00e9\n"_s));
+    QVERIFY(plist.valueForKey(u"nested"_s).toDictionary().isMutable());
+}
+
+void TestQJPropertyList::badInputAnswersNoneWithAReason_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("empty") << QByteArray() << u"empty"_s;
+    QTest::newRow("malformed XML") << wrap("<dict><key>a</key><string>x</dict>") << u"mismatch"_s;
+    QTest::newRow("wrong root") << QByteArray("<html><body/></html>") << u"unknown element <html>"_s;
+    QTest::newRow("unknown tag") << wrap("<array><float>1</float></array>") << u"unknown element <float>"_s;
+    QTest::newRow("two values") << wrap("<true/><false/>") << u"more than one value"_s;
+    QTest::newRow("empty plist") << wrap("") << u"empty"_s;
+    QTest::newRow("key without value") << wrap("<dict><key>a</key></dict>") << u"has no value"_s;
+    QTest::newRow("value without key") << wrap("<dict><string>a</string></dict>") << u"where a <key> belongs"_s;
+    QTest::newRow("key outside dict") << wrap("<key>a</key>") << u"outside a dictionary"_s;
+    QTest::newRow("invalid base64") << wrap("<data>AB$C</data>") << u"base64"_s;
+    QTest::newRow("invalid date") << wrap("<date>2024-02-30T00:00:00Z</date>") << u"not a valid date"_s;
+    QTest::newRow("date without zone") << wrap("<date>2024-01-01T00:00:00</date>") << u"ISO 8601"_s;
+    QTest::newRow("integer out of range") << wrap("<integer>18446744073709551616</integer>") << u"in range"_s;
+    QTest::newRow("real that is not") << wrap("<real>1.2.3</real>") << u"not a real"_s;
+    QTest::newRow("text in true") << wrap("<true>yes</true>") << u"must be empty"_s;
+    QTest::newRow("markup in string") << wrap("<string>a<b/></string>") << u"Expected character data"_s;
+    QTest::newRow("entity declaration") << QByteArray(
+        "<?xml version=\"1.0\"?><!DOCTYPE plist [<!ENTITY a \"aaaa\">"
+        "<!ENTITY b \"&a;&a;&a;&a;\">]><plist><string>&b;</string></plist>")
+                                        << u"entity declarations"_s;
+    QTest::newRow("undeclared entity") << wrap("<string>&nope;</string>") << u"nope"_s;
+    QTest::newRow("binary trailer only") << QByteArray("bplist00") + QByteArray(32, '\0') << u"trailer"_s;
+    QTest::newRow("not UTF-8 text") << QByteArray("{ a = \"\xff\"; }") << u"UTF-8"_s;
+    QTest::newRow("old style unterminated") << QByteArray("{ a = (1, 2; }") << u"expected"_s;
+}
+
+void TestQJPropertyList::badInputAnswersNoneWithAReason()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(QString, reason);
+    QString error;
+    const QJValue plist = PL::propertyListFromData(data, QJMutability::Immutable, nullptr, &error);
+    QCOMPARE(plist.type(), QJValue::None);
+    QVERIFY2(error.contains(reason, Qt::CaseInsensitive), qPrintable(error));
+}
+
+void TestQJPropertyList::nestingIsBoundedAt512()
+{
+    QString error;
+    QVERIFY(PL::propertyListFromData(wrap(nested(512)), QJMutability::Immutable, nullptr, &error).isArray());
+    QVERIFY(PL::propertyListFromData(wrap(nested(513)), QJMutability::Immutable, nullptr, &error).isNone());
+    QVERIFY(error.contains(u"deeper than 512"_s));
+    QVERIFY(
+        PL::propertyListFromData(QByteArray("(").repeated(100000), QJMutability::Immutable, nullptr, &error).isNone());
+    QVERIFY(error.contains(u"deeper than 512"_s));
+    // A binary list that contains itself is refused, not followed.
+    QByteArray cyclic("bplist00");
+    cyclic += char(0xA1); // array of one, offset 8
+    cyclic += char(0x00); // whose element is object 0: itself
+    const qsizetype table = cyclic.size();
+    cyclic += char(8);
+    QByteArray trailer(32, '\0');
+    trailer[6] = 1;
+    trailer[7] = 1;
+    trailer[15] = 1; // one object
+    trailer[31] = char(table);
+    cyclic += trailer;
+    QVERIFY(PL::propertyListFromData(cyclic, QJMutability::Mutable, nullptr, &error).isNone());
+    QVERIFY2(error.contains(u"contains itself"_s), qPrintable(error));
+}
+
+void TestQJPropertyList::damagedBinaryNeverCrashes()
+{
+    QFile file(m_cases.filePath(u"0.bplist"_s));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray original = file.readAll();
+    QRandomGenerator random(42);
+    int refused = 0;
+    for (int round = 0; round < 3000; ++round) {
+        QByteArray damaged = original;
+        for (int hits = 1 + random.bounded(4); hits > 0; --hits)
+            damaged[random.bounded(damaged.size())] = char(random.bounded(256));
+        if (round % 10 == 0)
+            damaged.truncate(random.bounded(damaged.size()));
+        QString error;
+        const QJValue result = PL::propertyListFromData(damaged, QJMutability::Mutable, nullptr, &error);
+        if (result.isNone()) {
+            ++refused;
+            QVERIFY(!error.isEmpty());
+        }
+    }
+    QVERIFY(refused > 0);
+}
+
+void TestQJPropertyList::sharedBinaryObjectsAreBounded()
+{
+    // Forty arrays, each holding the next one twice: 2^40 paths through a few hundred bytes.
+    const int levels = 40;
+    QByteArray data("bplist00");
+    QList<int> offsets;
+    for (int i = 0; i < levels; ++i) {
+        offsets.append(data.size());
+        data += char(0xA2);
+        data += char(i + 1);
+        data += char(i + 1);
+    }
+    offsets.append(data.size());
+    data += char(0x09); // true
+    const qsizetype table = data.size();
+    for (int offset : std::as_const(offsets)) {
+        data += char(offset >> 8);
+        data += char(offset & 0xFF);
+    }
+    QByteArray trailer(32, '\0');
+    trailer[6] = 2;
+    trailer[7] = 1;
+    trailer[15] = char(offsets.size());
+    trailer[30] = char(table >> 8);
+    trailer[31] = char(table & 0xFF);
+    data += trailer;
+    // Read immutably, shared containers are read once and shared.
+    const QJValue shared = PL::propertyListFromData(data, QJMutability::Immutable);
+    QVERIFY(shared.isArray());
+    QVERIFY(shared.toArray().at(0).isSameObject(shared.toArray().at(1)));
+    // Read mutably, every path needs its own containers: the reader stops instead of exhausting memory.
+    QString error;
+    QVERIFY(PL::propertyListFromData(data, QJMutability::Mutable, nullptr, &error).isNone());
+    QVERIFY2(error.contains(u"too large"_s), qPrintable(error));
+}
+
+void TestQJPropertyList::oversizedFileIsRefusedUnread()
+{
+    QTemporaryDir dir;
+    QFile big(dir.filePath(u"big.plist"_s));
+    QVERIFY(big.open(QIODevice::WriteOnly));
+    QVERIFY(big.resize(PL::MaximumSize + 1)); // sparse: nothing is written
+    big.close();
+    QString error;
+    QVERIFY(PL::propertyListFromFile(big.fileName(), QJMutability::Immutable, nullptr, &error).isNone());
+    QVERIFY2(error.contains(u"larger than"_s), qPrintable(error));
+    QVERIFY(
+        PL::propertyListFromFile(dir.filePath(u"missing.plist"_s), QJMutability::Immutable, nullptr, &error).isNone());
+    QVERIFY(!error.isEmpty());
+}
+
+void TestQJPropertyList::writesFilesAtomicallyOrInPlace()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"out.plist"_s);
+    const QJDictionary dict {{u"b"_s, QJArray {1, 2.5, true}}, {u"a"_s, QByteArray("xyz")}};
+    for (bool atomically : {true, false}) {
+        QVERIFY(PL::writePropertyListToFile(QJDictionary {{u"old"_s, u"long old contents"_s}}, path, atomically));
+        QVERIFY(PL::writePropertyListToFile(dict, path, atomically));
+        QCOMPARE(PL::propertyListFromFile(path), QJValue(dict));
+    }
+    QString error;
+    QVERIFY(!PL::writePropertyListToFile(dict, dir.filePath(u"no/such/dir/x.plist"_s), false, &error));
+    QVERIFY(!error.isEmpty());
+    QVERIFY(!PL::writePropertyListToFile(QJValue(), path, false, &error));
+    QCOMPARE(PL::propertyListFromFile(path), QJValue(dict)); // a refused write leaves the file alone
+}
+
+QTEST_GUILESS_MAIN(TestQJPropertyList)
+#include "tst_qjpropertylist.moc"

@@ -1,0 +1,318 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "QJFormat.h"
+#include "QJValue.h"
+#include "qjtestsupport.h"
+#include "qjvalue_p.h"
+
+#include <QObject>
+#include <QRect>
+#include <QTest>
+#include <QUrl>
+
+using namespace Qt::StringLiterals;
+
+// A node of a small object tree, reached through its properties.
+class Node : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString title MEMBER title)
+    Q_PROPERTY(QObject *owner READ owner)
+    Q_PROPERTY(QList<QObject *> items READ items)
+
+public:
+    explicit Node(const QString &title, Node *owner = nullptr) : title(title), m_owner(owner)
+    {
+        if (owner)
+            owner->m_items.append(this);
+    }
+    QObject *owner() const { return m_owner; }
+    QList<QObject *> items() const { return m_items; }
+
+    QString title;
+
+private:
+    Node *m_owner;
+    QList<QObject *> m_items;
+};
+
+class TestQJValue : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void immutableContainersRefuseEveryMutation_data();
+    void immutableContainersRefuseEveryMutation();
+    void copiesHaveTheirOwnIdentityAndMutability();
+    void identityIsNotEquality();
+    void numbersCompareByValue_data();
+    void numbersCompareByValue();
+    void dictionariesKeepInsertionOrder();
+    void variantConversionRoundTrips();
+    void descriptionFollowsThePlatformStyle_data();
+    void descriptionFollowsThePlatformStyle();
+    void keyValueCodingOverContainers();
+    void keyValueCodingOverObjectNodes();
+    void changeObserversSeeOnlyTheirKeys();
+    void formatFillsPlaceholders_data();
+    void formatFillsPlaceholders();
+    void realsFormatAsShortestRoundTrip_data();
+    void realsFormatAsShortestRoundTrip();
+};
+
+void TestQJValue::immutableContainersRefuseEveryMutation_data()
+{
+    QTest::addColumn<std::function<void()>>("mutation");
+    const QJArray array({1, 2}, QJMutability::Immutable);
+    const QJDictionary dict({{u"a"_s, 1}}, QJMutability::Immutable);
+    QTest::newRow("append") << std::function<void()>([=] { QJArray(array).append(3); });
+    QTest::newRow("insert") << std::function<void()>([=] { QJArray(array).insert(0, 3); });
+    QTest::newRow("replace") << std::function<void()>([=] { QJArray(array).replace(0, 3); });
+    QTest::newRow("removeAt") << std::function<void()>([=] { QJArray(array).removeAt(0); });
+    QTest::newRow("setArray") << std::function<void()>([=] { QJArray(array).setArray(QJArray()); });
+    QTest::newRow("setObject") << std::function<void()>([=] { QJDictionary(dict).setObject(2, u"b"_s); });
+    QTest::newRow("removeObjectForKey") << std::function<void()>(
+        [=] { QJDictionary(dict).removeObjectForKey(u"a"_s); });
+    QTest::newRow("addEntries") << std::function<void()>(
+        [=] { QJDictionary(dict).addEntriesFromDictionary(QJDictionary()); });
+    QTest::newRow("immutable copy") << std::function<void()>([=] { QJArray({1}).copy().removeAll(); });
+}
+
+void TestQJValue::immutableContainersRefuseEveryMutation()
+{
+    QFETCH(std::function<void()>, mutation);
+    QVERIFY_THROWS_EXCEPTION(QJImmutableMutationError, mutation());
+}
+
+void TestQJValue::copiesHaveTheirOwnIdentityAndMutability()
+{
+    QJArray inner {1};
+    QJArray outer {inner, 2};
+    const QJArray frozen = outer.copy();
+    QVERIFY(!frozen.isMutable());
+    QVERIFY(!frozen.isSameObject(outer));
+    QVERIFY(frozen.isEqual(outer));
+    // A copy is shallow: the nested container is the very same object.
+    QVERIFY(frozen.at(0).isSameObject(outer.at(0)));
+    outer.append(3);
+    QCOMPARE(frozen.count(), 2);
+    const QJArray thawed = frozen.mutableCopy();
+    QVERIFY(thawed.isMutable());
+    thawed.toList(); // reading a fresh copy
+    QJArray(thawed).append(4);
+    QCOMPARE(frozen.count(), 2);
+
+    QJDictionary dict {{u"k"_s, 1}};
+    const QJDictionary dictCopy = dict.copy();
+    dict.setObject(2, u"k"_s);
+    QCOMPARE(dictCopy.objectForKey(u"k"_s), QJValue(1));
+    QVERIFY(!dictCopy.isMutable());
+}
+
+void TestQJValue::identityIsNotEquality()
+{
+    const QJDictionary a {{u"x"_s, QJArray {1, u"two"_s}}};
+    const QJDictionary b {{u"x"_s, QJArray {1, u"two"_s}}};
+    QVERIFY(a.isEqual(b));
+    QVERIFY(!a.isSameObject(b));
+    QJDictionary handle = a;
+    QVERIFY(handle.isSameObject(a));
+    handle.setObject(3, u"y"_s); // changes the one shared container
+    QCOMPARE(a.count(), 2);
+    QVERIFY(!a.isEqual(b));
+
+    const QJValue va = a;
+    QVERIFY(va.isSameObject(QJValue(a)));
+    QVERIFY(!va.isSameObject(QJValue(b)));
+    QJArray list {a};
+    QCOMPARE(list.indexOfObject(QJValue(b)), QJNotFound); // b differs from a now
+    QCOMPARE(list.indexOfObjectIdenticalTo(QJValue(a)), 0);
+}
+
+void TestQJValue::numbersCompareByValue_data()
+{
+    QTest::addColumn<QJValue>("a");
+    QTest::addColumn<QJValue>("b");
+    QTest::addColumn<bool>("equal");
+    QTest::newRow("int and real") << QJValue(1) << QJValue(1.0) << true;
+    QTest::newRow("bool and int") << QJValue(true) << QJValue(1) << true;
+    QTest::newRow("different ints") << QJValue(1) << QJValue(2) << false;
+    QTest::newRow("unsigned above the signed range")
+        << QJValue(std::numeric_limits<quint64>::max()) << QJValue(qint64(-1)) << false;
+    QTest::newRow("string is not a number") << QJValue(u"1"_s) << QJValue(1) << false;
+    QTest::newRow("none equals none") << QJValue() << QJValue() << true;
+    QTest::newRow("dates by instant") << QJValue(QDateTime(QDate(2020, 1, 1), QTime(1, 0), Qt::OffsetFromUTC, 3600))
+                                      << QJValue(QDateTime(QDate(2020, 1, 1), QTime(0, 0), Qt::UTC)) << true;
+}
+
+void TestQJValue::numbersCompareByValue()
+{
+    QFETCH(QJValue, a);
+    QFETCH(QJValue, b);
+    QFETCH(bool, equal);
+    QCOMPARE(a.isEqual(b), equal);
+    QCOMPARE(b.isEqual(a), equal);
+}
+
+void TestQJValue::dictionariesKeepInsertionOrder()
+{
+    QJDictionary dict;
+    for (const auto &key : {u"zeta"_s, u"alpha"_s, u"mid"_s})
+        dict.setObject(key.size(), key);
+    dict.setObject(99, u"alpha"_s); // replacing keeps the place
+    QCOMPARE(dict.allKeys(), (QStringList {u"zeta"_s, u"alpha"_s, u"mid"_s}));
+    QCOMPARE(dict.allValues(), (QList<QJValue> {4, 99, 3}));
+    dict.removeObjectForKey(u"zeta"_s);
+    dict.setObject(1, u"zeta"_s); // removed and added again: last
+    QCOMPARE(dict.allKeys(), (QStringList {u"alpha"_s, u"mid"_s, u"zeta"_s}));
+    QCOMPARE(dict.objectForKey(u"mid"_s), QJValue(3)); // the index follows the removal
+    dict.setObject(QJValue(), u"mid"_s); // none removes
+    QVERIFY(!dict.contains(u"mid"_s));
+    QCOMPARE(QJDictionary({{u"b"_s, 1}, {u"a"_s, 2}}).isEqual(QJDictionary({{u"a"_s, 2}, {u"b"_s, 1}})), true);
+}
+
+void TestQJValue::variantConversionRoundTrips()
+{
+    const QVariantMap map {{u"list"_s, QVariantList {1, u"two"_s, QVariantMap {{u"deep"_s, true}}}},
+        {u"date"_s, QDateTime(QDate(2024, 5, 6), QTime(7, 8, 9), Qt::UTC)}, {u"data"_s, QByteArray("\x00\x01", 2)},
+        {u"real"_s, 2.5}, {u"rect"_s, QRect(1, 2, 3, 4)}};
+    const QJValue value = QJValue::fromVariant(map, QJMutability::Mutable);
+    QVERIFY(value.isDictionary());
+    QVERIFY(value.toDictionary().isMutable());
+    QVERIFY(value.valueForKeyPath(u"list"_s).toArray().isMutable());
+    QCOMPARE(value.valueForKeyPath(u"list"_s).toArray().at(2).valueForKey(u"deep"_s), QJValue(true));
+    QCOMPARE(value.valueForKey(u"rect"_s).type(), QJValue::Object);
+    QCOMPARE(value.toVariant(), QVariant(map));
+
+    QVERIFY(!QJValue::fromVariant(QVariantList {1}).toArray().isMutable());
+    QCOMPARE(QJValue::fromVariant(QStringList {u"a"_s, u"b"_s}), QJValue(QJArray {u"a"_s, u"b"_s}));
+    QCOMPARE(QJValue::fromVariant(QVariant::fromValue(QJValue(7))), QJValue(7));
+    QCOMPARE(QJValue::fromVariant(QVariant()).type(), QJValue::None);
+    QCOMPARE(QJValue::fromVariant(QUrl(u"https://example.org"_s)).type(), QJValue::Object);
+}
+
+void TestQJValue::descriptionFollowsThePlatformStyle_data()
+{
+    QTest::addColumn<QJValue>("value");
+    QTest::addColumn<QString>("description");
+    QTest::newRow("none") << QJValue() << u"(null)"_s;
+    QTest::newRow("string as itself") << QJValue(u"two words"_s) << u"two words"_s;
+    QTest::newRow("boolean") << QJValue(true) << u"1"_s;
+    QTest::newRow("data in groups of four bytes") << QJValue(QByteArray::fromHex("0102030405")) << u"<01020304 05>"_s;
+    QTest::newRow("date") << QJValue(QDateTime(QDate(2001, 2, 3), QTime(4, 5, 6), Qt::UTC))
+                          << u"2001-02-03 04:05:06 +0000"_s;
+    QTest::newRow("array") << QJValue(QJArray {1, u"a b"_s, u"plain"_s, QJValue()})
+                           << u"(\n    1,\n    \"a b\",\n    plain,\n    <null>\n)"_s;
+    QTest::newRow("nested dictionary") << QJValue(
+        QJDictionary {{u"k"_s, QJArray {}}, {u"x y"_s, QJDictionary {{u"q"_s, u"\""_s}}}})
+                                       << u"{\n    k = (\n    );\n    \"x y\" = {\n        q = \"\\\"\";\n    };\n}"_s;
+}
+
+void TestQJValue::descriptionFollowsThePlatformStyle()
+{
+    QFETCH(QJValue, value);
+    QFETCH(QString, description);
+    QCOMPARE(value.description(), description);
+}
+
+void TestQJValue::keyValueCodingOverContainers()
+{
+    const QJDictionary root {
+        {u"books"_s,
+            QJArray {QJDictionary {{u"title"_s, u"A"_s}, {u"meta"_s, QJDictionary {{u"pages"_s, 10}}}},
+                QJDictionary {{u"title"_s, u"B"_s}}}},
+        {u"name"_s, u"shelf"_s}};
+    QCOMPARE(root.valueForKeyPath(u"name"_s), QJValue(u"shelf"_s));
+    QCOMPARE(root.valueForKeyPath(u"books.title"_s), QJValue(QJArray {u"A"_s, u"B"_s}));
+    // A missing value inside an array stays in its place, as none.
+    QCOMPARE(root.valueForKeyPath(u"books.meta.pages"_s), QJValue(QJArray {10, QJValue()}));
+    QCOMPARE(root.valueForKeyPath(u"books.@count"_s), QJValue(2));
+    QCOMPARE(root.valueForKeyPath(u"name.length"_s).type(), QJValue::None);
+    QCOMPARE(root.valueForKeyPath(u"missing.deeper"_s).type(), QJValue::None);
+}
+
+void TestQJValue::keyValueCodingOverObjectNodes()
+{
+    Node top(u"top"_s);
+    Node child(u"child"_s, &top);
+    Node grandchild(u"grandchild"_s, &child);
+    const QJValue node(&grandchild);
+    QVERIFY(node.isNode());
+    QCOMPARE(node.valueForKeyPath(u"owner.owner.title"_s), QJValue(u"top"_s));
+    QVERIFY(node.valueForKeyPath(u"owner"_s).isSameObject(QJValue(&child)));
+    QCOMPARE(QJValue(&top).valueForKeyPath(u"items.items.title"_s), QJValue(QJArray {QJArray {u"grandchild"_s}}));
+    QCOMPARE(QJValue(&top).valueForKeyPath(u"owner"_s).type(), QJValue::None); // a null QObject* is none
+    QCOMPARE(node.valueForKey(u"noSuchProperty"_s).type(), QJValue::None);
+}
+
+void TestQJValue::changeObserversSeeOnlyTheirKeys()
+{
+    QJDictionary dict {{u"a"_s, 1}};
+    QStringList seen;
+    const quint64 all = dict.addChangeObserver([&](const QString &key, QJChange phase) {
+        seen.append((phase == QJChange::WillChange ? u"will:"_s : u"did:"_s) + key);
+    });
+    QStringList onlyB;
+    dict.addChangeObserver([&](const QString &key, QJChange) { onlyB.append(key); }, u"b"_s);
+    dict.setObject(2, u"a"_s); // plain mutations announce nothing by themselves
+    dict.willChangeValueForKey(u"a"_s);
+    dict.didChangeValueForKey(u"a"_s);
+    dict.willChangeValueForKey(u"b"_s);
+    QCOMPARE(seen, (QStringList {u"will:a"_s, u"did:a"_s, u"will:b"_s}));
+    QCOMPARE(onlyB, QStringList {u"b"_s});
+    dict.removeChangeObserver(all);
+    dict.didChangeValueForKey(u"b"_s);
+    QCOMPARE(seen.size(), 3);
+    QCOMPARE(onlyB.size(), 2);
+    // Observers belong to the container: another handle to it notifies them too.
+    QJDictionary(dict).didChangeValueForKey(u"b"_s);
+    QCOMPARE(onlyB.size(), 3);
+}
+
+void TestQJValue::formatFillsPlaceholders_data()
+{
+    QTest::addColumn<QString>("format");
+    QTest::addColumn<QList<QJValue>>("arguments");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("objects") << u"tried to set \"%@\" for key \"%@\""_s << QList<QJValue> {QJValue(), u"k"_s}
+                             << u"tried to set \"(null)\" for key \"k\""_s;
+    QTest::newRow("numbers") << u"%d items, %05.1f%%, %x"_s << QList<QJValue> {3, 2.26, 255}
+                             << u"3 items, 002.3%, ff"_s;
+    QTest::newRow("positions") << u"%2$@ before %1$@"_s << QList<QJValue> {u"one"_s, u"two"_s} << u"two before one"_s;
+    QTest::newRow("missing argument") << u"%@ and %@"_s << QList<QJValue> {u"only"_s} << u"only and (null)"_s;
+    QTest::newRow("length modifiers") << u"%ld/%lu/%qd"_s << QList<QJValue> {1, 2, 3} << u"1/2/3"_s;
+    QTest::newRow("dangling percent") << u"100%"_s << QList<QJValue> {} << u"100%"_s;
+}
+
+void TestQJValue::formatFillsPlaceholders()
+{
+    QFETCH(QString, format);
+    QFETCH(QList<QJValue>, arguments);
+    QFETCH(QString, expected);
+    QCOMPARE(QJFormat::format(format, arguments), expected);
+}
+
+void TestQJValue::realsFormatAsShortestRoundTrip_data()
+{
+    QTest::addColumn<double>("value");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("tenth") << 0.1 << u"0.1"_s;
+    QTest::newRow("integral") << 100.0 << u"100.0"_s;
+    QTest::newRow("negative zero") << -0.0 << u"-0.0"_s;
+    QTest::newRow("last fixed") << 1e15 << u"1000000000000000.0"_s;
+    QTest::newRow("first exponent") << 1e16 << u"1e+16"_s;
+    QTest::newRow("small fixed") << 0.0001 << u"0.0001"_s;
+    QTest::newRow("small exponent") << 1.5e-05 << u"1.5e-05"_s;
+    QTest::newRow("long") << 1.0 / 3 << u"0.3333333333333333"_s;
+    QTest::newRow("large") << 1.2345678901234568e+17 << u"1.2345678901234568e+17"_s;
+    QTest::newRow("infinity") << -std::numeric_limits<double>::infinity() << u"-inf"_s;
+}
+
+void TestQJValue::realsFormatAsShortestRoundTrip()
+{
+    QFETCH(double, value);
+    QFETCH(QString, text);
+    QCOMPARE(qjFormatReal(value), text);
+}
+
+QTEST_GUILESS_MAIN(TestQJValue)
+#include "tst_qjvalue.moc"

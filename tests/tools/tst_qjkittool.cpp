@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+// The qjkit tool's conventions and its property-list commands, run as a user runs them.
+#include "QJPropertyListSerialization.h"
+#include "qjtestsupport.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using QJTest::runTool;
+
+class TestQJKitTool : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void conventions_data();
+    void conventions();
+    void plistGetPrintsLeavesPlainly_data();
+    void plistGetPrintsLeavesPlainly();
+    void plistConvertWritesXml();
+
+private:
+    QTemporaryDir m_dir;
+    QString m_settings;
+};
+
+void TestQJKitTool::initTestCase()
+{
+    QVERIFY(QFileInfo(qEnvironmentVariable("QJKIT_TOOL")).isExecutable());
+    m_settings = m_dir.filePath(u"settings.plist"_s);
+    const QJDictionary settings {{u"name"_s, u"Chapter One"_s}, {u"width"_s, 800}, {u"ratio"_s, 0.5},
+        {u"spell"_s, false}, {u"when"_s, QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5), Qt::UTC)},
+        {u"blob"_s, QByteArray("hi")},
+        {u"files"_s, QJArray {QJDictionary {{u"n"_s, u"a"_s}}, QJDictionary {{u"n"_s, u"b"_s}}}}};
+    QVERIFY(QJPropertyListSerialization::writePropertyListToFile(settings, m_settings, true));
+}
+
+void TestQJKitTool::conventions_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QByteArray>("stdoutStart");
+    QTest::addColumn<QByteArray>("stderrStart");
+    QTest::newRow("version") << QStringList {u"--version"_s} << 0 << QByteArray("qjkit ") << QByteArray();
+    QTest::newRow("help") << QStringList {u"--help"_s} << 0 << QByteArray("Usage: qjkit COMMAND") << QByteArray();
+    QTest::newRow("command help") << QStringList {u"plist"_s, u"get"_s, u"--help"_s} << 0
+                                  << QByteArray("Usage: qjkit plist get") << QByteArray();
+    QTest::newRow("group help") << QStringList {u"plist"_s, u"--help"_s} << 0 << QByteArray("Usage:") << QByteArray();
+    QTest::newRow("nothing") << QStringList {} << 2 << QByteArray() << QByteArray("Usage:");
+    QTest::newRow("unknown command") << QStringList {u"frobnicate"_s} << 2 << QByteArray()
+                                     << QByteArray("qjkit: unknown command \"frobnicate\"");
+    QTest::newRow("unknown option") << QStringList {u"plist"_s, u"convert"_s, u"--fast"_s} << 2 << QByteArray()
+                                    << QByteArray("qjkit: plist convert: unknown option --fast");
+    QTest::newRow("too many arguments") << QStringList {u"plist"_s, u"convert"_s, u"a"_s, u"b"_s} << 2 << QByteArray()
+                                        << QByteArray("qjkit: plist convert: expected");
+    QTest::newRow("missing file") << QStringList {u"plist"_s, u"convert"_s, u"/no/such/file"_s} << 2 << QByteArray()
+                                  << QByteArray("qjkit: /no/such/file: ");
+}
+
+void TestQJKitTool::conventions()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QByteArray, stdoutStart);
+    QFETCH(QByteArray, stderrStart);
+    const auto result = runTool(arguments);
+    QCOMPARE(result.exitCode, exitCode);
+    QVERIFY2(result.out.startsWith(stdoutStart), result.out.constData());
+    QVERIFY2(result.err.startsWith(stderrStart), result.err.constData());
+    if (exitCode == 2 && !stderrStart.startsWith("Usage"))
+        QCOMPARE(result.err.count('\n'), 1); // one line on standard error
+}
+
+void TestQJKitTool::plistGetPrintsLeavesPlainly_data()
+{
+    QTest::addColumn<QString>("keyPath");
+    QTest::addColumn<QByteArray>("output");
+    QTest::newRow("string") << u"name"_s << QByteArray("Chapter One\n");
+    QTest::newRow("integer") << u"width"_s << QByteArray("800\n");
+    QTest::newRow("real") << u"ratio"_s << QByteArray("0.5\n");
+    QTest::newRow("boolean") << u"spell"_s << QByteArray("false\n");
+    QTest::newRow("date") << u"when"_s << QByteArray("2026-01-02T03:04:05Z\n");
+    QTest::newRow("data") << u"blob"_s << QByteArray("aGk=\n");
+    QTest::newRow("through an array") << u"files.n"_s
+                                      << QJPropertyListSerialization::dataFromPropertyList(QJArray {u"a"_s, u"b"_s});
+}
+
+void TestQJKitTool::plistGetPrintsLeavesPlainly()
+{
+    QFETCH(QString, keyPath);
+    QFETCH(QByteArray, output);
+    const auto result = runTool({u"plist"_s, u"get"_s, keyPath, m_settings});
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.out, output);
+}
+
+void TestQJKitTool::plistConvertWritesXml()
+{
+    // Standard input, an old-style list.
+    auto result = runTool({u"plist"_s, u"convert"_s}, "{ b = (1, two); a = <0aff>; }");
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.out,
+        QJPropertyListSerialization::dataFromPropertyList(
+            QJDictionary {{u"a"_s, QByteArray("\x0a\xff")}, {u"b"_s, QJArray {u"1"_s, u"two"_s}}}));
+    result = runTool({u"plist"_s, u"convert"_s, u"-"_s}, "<plist><dict><key>k</key></dict></plist>");
+    QCOMPARE(result.exitCode, 2);
+    QVERIFY2(result.err.startsWith("qjkit: standard input: the key \"k\" has no value"), result.err.constData());
+    QVERIFY(result.out.isEmpty());
+    result = runTool({u"plist"_s, u"get"_s, u"missing"_s, m_settings});
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY(result.out.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestQJKitTool)
+#include "tst_qjkittool.moc"
