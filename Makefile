@@ -14,7 +14,7 @@ PACKAGES := build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-d
 CMAKE_CONFIGURE = cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) \
                   -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 
-.PHONY: all deps configure build test check-example install demo tour format clean
+.PHONY: all deps configure build test check-example install demo tour format clean fuzz
 
 all: build
 
@@ -55,3 +55,8 @@ format:
 
 clean:
 	rm -rf $(BUILD_DIR)
+
+# Runs every libFuzzer target for FUZZ_SECONDS seconds (default 60).
+fuzz:
+	@scripts/install-deps.sh $(PACKAGES) clang libclang-rt-14-dev
+	@scripts/fuzz.sh

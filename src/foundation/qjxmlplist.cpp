@@ -65,6 +65,11 @@ private:
     {
         if (!QStringView(text).isValidUtf16())
             return fail(u"a string holds an unpaired surrogate and is not valid Unicode"_s);
+        // XML cannot hold these two noncharacters at all, not even as references.
+        for (char16_t c : {char16_t(0xFFFE), char16_t(0xFFFF)}) {
+            if (text.contains(QChar(c)))
+                return fail(u"a string holds the character U+%1, which XML cannot hold"_s.arg(unsigned(c), 4, 16));
+        }
         const QByteArray utf8 = text.toUtf8();
         const char *p = utf8.constData();
         const char *end = p + utf8.size();

@@ -125,6 +125,7 @@ void TestQJPropertyList::writerRefusesWhatIsNotAPropertyList_data()
     QTest::newRow("none in an array") << QJValue(QJArray {1, QJValue()}) << u"missing value"_s;
     QTest::newRow("object leaf") << QJValue::fromObject(QVariant::fromValue(QPoint(1, 2))) << u"QPoint"_s;
     QTest::newRow("control character") << QJValue(QJDictionary {{u"k"_s, u"bell\x07"_s}}) << u"U+0007"_s;
+    QTest::newRow("noncharacter") << QJValue(u"a\uffffb"_s) << u"U+ffff"_s;
     QTest::newRow("unpaired surrogate") << QJValue(QString(QChar(0xD800))) << u"surrogate"_s;
     QJValue deep = 1;
     for (int i = 0; i < 513; ++i)
