@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJBlowfish.h"
+#include "qjblowfish_p.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -59,9 +60,9 @@ inline void writeHalf(uint32_t x, char *out)
 // modulo 2^32: digits that add up beyond a 32-bit half wrap around, as documented in the header.
 inline uint32_t readHalf(const unsigned char *in)
 {
-    uint64_t sum = 0;
-    for (unsigned k = 0; k < HalfDigits; ++k)
-        sum = sum * Base + (uint64_t(in[k]) - 1);
+    constexpr uint64_t W1 = Base, W2 = W1 * Base, W3 = W2 * Base, W4 = W3 * Base;
+    const uint64_t sum
+        = (in[0] - 1ull) * W4 + (in[1] - 1ull) * W3 + (in[2] - 1ull) * W2 + (in[3] - 1ull) * W1 + (in[4] - 1ull);
     return uint32_t(sum);
 }
 
@@ -114,33 +115,14 @@ void QJBlowfish_Decrypt(const QJBlowfishContext *context, uint32_t *left, uint32
 
 char *QJBlowfish_Encode(const char *plain, const char *key)
 {
-    const size_t n = std::strlen(plain);
-    if (n > (SIZE_MAX - 1) / ChunkSize)
+    const size_t size = std::strlen(plain);
+    if (size > (SIZE_MAX - 1) / ChunkSize)
         return nullptr;
-    char *out = static_cast<char *>(std::malloc(ChunkSize * n + 1));
+    char *out = static_cast<char *>(std::malloc(ChunkSize * size + 1));
     if (!out)
         return nullptr;
-    QJBlowfishContext context;
-    keyContext(context, key);
-
-    // There is no chaining: under one key a byte always codes to the same chunk. Each distinct
-    // byte is therefore enciphered once per call and its chunk copied for every occurrence.
-    char chunks[256][ChunkSize];
-    bool known[256] = {};
-    char *chunk = out;
-    for (size_t i = 0; i < n; ++i, chunk += ChunkSize) {
-        const unsigned char c = static_cast<unsigned char>(plain[i]);
-        if (!known[c]) {
-            uint32_t l = c;
-            uint32_t r = 255u - c;
-            encryptBlock(context, l, r);
-            writeHalf(l, chunks[c]);
-            writeHalf(r, chunks[c] + HalfDigits);
-            known[c] = true;
-        }
-        std::memcpy(chunk, chunks[c], ChunkSize);
-    }
-    *chunk = '\0';
+    QJBlowfishPrivate::encode(plain, size, key, out);
+    out[ChunkSize * size] = '\0';
     return out;
 }
 
@@ -150,6 +132,38 @@ char *QJBlowfish_Decode(const char *coded, const char *key)
     char *out = static_cast<char *>(std::malloc(chunkCount + 1));
     if (!out)
         return nullptr;
+    QJBlowfishPrivate::decode(coded, chunkCount, key, out);
+    out[chunkCount] = '\0';
+    return out;
+}
+
+} // extern "C"
+
+void QJBlowfishPrivate::encode(const char *plain, size_t size, const char *key, char *out)
+{
+    QJBlowfishContext context;
+    keyContext(context, key);
+
+    // There is no chaining: under one key a byte always codes to the same chunk. Each distinct
+    // byte is therefore enciphered once per call and its chunk copied for every occurrence.
+    char chunks[256][ChunkSize];
+    bool known[256] = {};
+    for (size_t i = 0; i < size; ++i, out += ChunkSize) {
+        const unsigned char c = static_cast<unsigned char>(plain[i]);
+        if (!known[c]) {
+            uint32_t l = c;
+            uint32_t r = 255u - c;
+            encryptBlock(context, l, r);
+            writeHalf(l, chunks[c]);
+            writeHalf(r, chunks[c] + HalfDigits);
+            known[c] = true;
+        }
+        std::memcpy(out, chunks[c], ChunkSize);
+    }
+}
+
+size_t QJBlowfishPrivate::decode(const char *coded, size_t chunkCount, const char *key, char *out)
+{
     QJBlowfishContext context;
     keyContext(context, key);
 
@@ -182,8 +196,6 @@ char *QJBlowfish_Decode(const char *coded, const char *key)
         if (slot.plain != 0)
             out[length++] = char(slot.plain);
     }
-    std::memset(out + length, 0, chunkCount + 1 - length);
-    return out;
+    std::memset(out + length, 0, chunkCount - length);
+    return length;
 }
-
-} // extern "C"

@@ -2,6 +2,7 @@
 #include "QJBlowfishCoding.h"
 #include "QJBlowfish.h"
 #include "QJPropertyListSerialization.h"
+#include "qjblowfish_p.h"
 
 #include <QFile>
 
@@ -22,18 +23,6 @@ struct FreeDeleter
 };
 using CBuffer = std::unique_ptr<char, FreeDeleter>;
 
-// The coder reads zero-terminated strings; QByteArray keeps a zero after its bytes.
-QByteArray code(const QByteArray &data, const QByteArray &key, bool encode, qsizetype resultSize)
-{
-    if (data.contains('\0'))
-        return QByteArray();
-    const CBuffer result(encode ? QJBlowfish_Encode(data.constData(), key.constData())
-                                : QJBlowfish_Decode(data.constData(), key.constData()));
-    if (!result)
-        return QByteArray();
-    return QByteArray(result.get(), resultSize);
-}
-
 QString code(const QString &string, const QString &key, bool encode)
 {
     const QByteArray text = string.toLocal8Bit();
@@ -49,14 +38,24 @@ QJValue parse(const QByteArray &xml)
 }
 } // namespace
 
+// The data forms code straight into their result. A zero byte would end the coder's string while
+// the result size would not, so such data is refused.
 QByteArray QJBlowfishCoding::encodeWithBlowfishKey(const QByteArray &data, const QString &key)
 {
-    return code(data, key.toUtf8(), true, data.size() * 10);
+    if (data.contains('\0'))
+        return QByteArray();
+    QByteArray coded(data.size() * 10, Qt::Uninitialized);
+    QJBlowfishPrivate::encode(data.constData(), size_t(data.size()), key.toUtf8().constData(), coded.data());
+    return coded;
 }
 
 QByteArray QJBlowfishCoding::decodeWithBlowfishKey(const QByteArray &data, const QString &key)
 {
-    return code(data, key.toUtf8(), false, data.size() / 10);
+    if (data.contains('\0'))
+        return QByteArray();
+    QByteArray plain(data.size() / 10, Qt::Uninitialized);
+    QJBlowfishPrivate::decode(data.constData(), size_t(plain.size()), key.toUtf8().constData(), plain.data());
+    return plain;
 }
 
 QString QJBlowfishCoding::encodeWithBlowfishKey(const QString &string, const QString &key)
