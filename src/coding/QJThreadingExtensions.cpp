@@ -9,6 +9,17 @@
 #include <QFileInfo>
 #include <QThread>
 
+#if defined(__SANITIZE_THREAD__)
+#define QJKIT_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define QJKIT_THREAD_SANITIZER
+#endif
+#endif
+#ifdef QJKIT_THREAD_SANITIZER
+#include <sanitizer/tsan_interface.h>
+#endif
+
 using namespace Qt::StringLiterals;
 
 std::atomic<bool> QJThreadingExtensionsSaveResult {false};
@@ -20,6 +31,31 @@ void logWriteError(const QString &path, const QString &reason)
     QJLog::warning(u"Error while writing file \"%1\": %2"_s.arg(path, reason));
 }
 
+#ifdef QJKIT_THREAD_SANITIZER
+void announceRelease(const void *token)
+{
+    __tsan_release(const_cast<void *>(token));
+}
+void announceAcquire(const void *token)
+{
+    __tsan_acquire(const_cast<void *>(token));
+}
+#else
+void announceRelease(const void *) { }
+void announceAcquire(const void *) { }
+#endif
+
+// A blocking queued call hands its data to the main thread through Qt's event queue and back through
+// a semaphore inside Qt; a thread sanitizer sees neither unless Qt itself was built for it. This
+// member of the queued call announces both hand-overs, with its own address as the token: released
+// once the call is built, acquired where it runs and wherever its memory may be freed.
+struct HandOverAnnouncement
+{
+    HandOverAnnouncement() { announceRelease(this); }
+    HandOverAnnouncement(const HandOverAnnouncement &) { announceRelease(this); }
+    ~HandOverAnnouncement() { announceAcquire(this); }
+};
+
 // Runs the main-thread writer for `value` there and answers the flag as it stood right after it.
 template<typename T>
 bool writeOnMainThread(const T &value, const QString &path)
@@ -30,10 +66,20 @@ bool writeOnMainThread(const T &value, const QString &path)
         result = QJThreadingExtensionsSaveResult.load();
     };
     QCoreApplication *app = QCoreApplication::instance();
-    if (!app || QThread::currentThread() == app->thread())
+    if (!app || QThread::currentThread() == app->thread()) {
         write();
-    else
-        QMetaObject::invokeMethod(app, write, Qt::BlockingQueuedConnection);
+        return result;
+    }
+    QMetaObject::invokeMethod(
+        app,
+        [&write, &result, announcement = HandOverAnnouncement()] {
+            announceAcquire(&announcement);
+            write();
+            announceRelease(&result);
+            announceRelease(&announcement); // last: the call's memory is not touched after it
+        },
+        Qt::BlockingQueuedConnection);
+    announceAcquire(&result);
     return result;
 }
 
@@ -78,8 +124,8 @@ bool QJThreadingExtensions::threadSecureWriteToFile(const QJFileWrapper &wrapper
 void QJThreadingExtensions::_threadSecureWriteToFile(const QByteArray &data, const QString &path)
 {
     QFile file(path);
-    const bool ok
-        = file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(data) == data.size() && file.flush();
+    const bool ok = file.open(QIODevice::WriteOnly | QIODevice::Truncate)
+        && file.write(data) == data.size() && file.flush();
     QJThreadingExtensionsSaveResult = ok;
     if (!ok)
         logWriteError(path, file.errorString());
