@@ -54,11 +54,6 @@ private Q_SLOTS:
                                      << 2 << QByteArray()
                                      << QByteArray("qjkit: blowfish encrypt: BLOCK must be 16 hexadecimal digits, not "
                                                    "\"1234\"\n");
-        QTest::newRow("odd key") << QStringList {u"blowfish"_s, u"encrypt"_s, u"--key-hex"_s, u"abc"_s,
-            u"0000000000000000"_s}
-                                 << 2 << QByteArray()
-                                 << QByteArray("qjkit: blowfish encrypt: --key-hex needs pairs of hexadecimal digits, "
-                                               "not \"abc\"\n");
         const QString plain = m_dir.filePath(u"plain.plist"_s);
         QTest::newRow("plain file") << QStringList {u"plist"_s, u"read-coded"_s, plain} << 1 << QByteArray()
                                     << u"qjkit: %1: not a coded property list\n"_s.arg(plain).toUtf8();
