@@ -50,10 +50,6 @@ private Q_SLOTS:
         QTest::newRow("decrypt") << QStringList {u"blowfish"_s, u"decrypt"_s, u"--key-hex=FEDCBA9876543210"_s,
             u"0aceab0fc6a0a28d"_s}
                                  << 0 << QByteArray("0123456789abcdef\n") << QByteArray();
-        QTest::newRow("short block") << QStringList {u"blowfish"_s, u"encrypt"_s, u"--key-hex"_s, u"00"_s, u"1234"_s}
-                                     << 2 << QByteArray()
-                                     << QByteArray("qjkit: blowfish encrypt: BLOCK must be 16 hexadecimal digits, not "
-                                                   "\"1234\"\n");
         const QString plain = m_dir.filePath(u"plain.plist"_s);
         QTest::newRow("plain file") << QStringList {u"plist"_s, u"read-coded"_s, plain} << 1 << QByteArray()
                                     << u"qjkit: %1: not a coded property list\n"_s.arg(plain).toUtf8();
