@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "QJBlowfish.h"
+#include "QJBlowfishCoding.h"
+#include "QJPropertyListSerialization.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSize>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using namespace QJBlowfishCoding;
+
+namespace
+{
+QByteArray half(quint32 x)
+{
+    QByteArray digits(5, 0);
+    for (int k = 4; k >= 0; --k, x /= 169)
+        digits[k] = char(x % 169 + 1);
+    return digits;
+}
+
+QJDictionary sample()
+{
+    return QJDictionary {{u"title"_s, u"Draft – Ψυχή"_s}, {u"size"_s, 12}, {u"visible"_s, true},
+        {u"recent"_s, QJArray {u"a.txt"_s, u"b.txt"_s}}, {u"window"_s, QJDictionary {{u"width"_s, 640}}}};
+}
+
+QByteArray xmlOf(const QJValue &plist)
+{
+    return QJPropertyListSerialization::dataFromPropertyList(plist);
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+} // namespace
+
+class TestBlowfishCoding : public QObject
+{
+    Q_OBJECT
+private:
+    QTemporaryDir m_dir;
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+
+private Q_SLOTS:
+    void keyConstantsHaveTheirForms_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<int>("units");
+        QTest::addColumn<int>("ascii");
+        QTest::addColumn<int>("utf8");
+        QTest::newRow("primary") << QJCodedFilePrimaryKey << 46 << 23 << 72;
+        QTest::newRow("fallback") << QJCodedFileFallbackKey << 72 << 23 << 141;
+    }
+
+    void keyConstantsHaveTheirForms()
+    {
+        QFETCH(QString, key);
+        QFETCH(int, units);
+        QFETCH(int, ascii);
+        QFETCH(int, utf8);
+        QCOMPARE(key.size(), units);
+        QCOMPARE(int(std::count_if(key.cbegin(), key.cend(), [](QChar c) { return c.unicode() < 0x80; })), ascii);
+        QVERIFY(std::all_of(key.cbegin(), key.cend(), [](QChar c) { return c.unicode() >= 0x20 && c != u'\x7F'; }));
+        QCOMPARE(key.toUtf8().size(), utf8);
+        QVERIFY(QJCodedFilePrimaryKey.toUtf8().left(72) != QJCodedFileFallbackKey.toUtf8().left(72));
+    }
+
+    void dataRoundTrip_data()
+    {
+        QTest::addColumn<QByteArray>("plain");
+        QTest::addColumn<QString>("key");
+        QTest::newRow("text") << QByteArray("<plist>settings</plist>\n") << u"secret"_s;
+        QTest::newRow("key beyond ASCII") << QByteArray("\xFF\x80\x01 bytes") << u"clé ✎"_s;
+        QTest::newRow("empty key") << QByteArray("x") << QString();
+        QTest::newRow("empty data") << QByteArray() << u"secret"_s;
+    }
+
+    void dataRoundTrip()
+    {
+        QFETCH(QByteArray, plain);
+        QFETCH(QString, key);
+        const QByteArray coded = encodeWithBlowfishKey(plain, key);
+        QCOMPARE(coded.size(), plain.size() * 10);
+        QVERIFY(std::all_of(coded.cbegin(), coded.cend(), [](char c) { return quint8(c) >= 1 && quint8(c) <= 169; }));
+        QCOMPARE(decodeWithBlowfishKey(coded, key), plain);
+        // The key is taken as UTF-8, the same bytes the cipher is given directly.
+        char *direct = QJBlowfish_Encode(plain.constData(), key.toUtf8().constData());
+        QCOMPARE(coded, QByteArray(direct));
+        free(direct);
+    }
+
+    void decodeSizes_data()
+    {
+        QTest::addColumn<QByteArray>("coded");
+        QTest::addColumn<QByteArray>("plain");
+        const QByteArray a = encodeWithBlowfishKey(QByteArray("A"), u"k"_s);
+        const QByteArray b = encodeWithBlowfishKey(QByteArray("B"), u"k"_s);
+        QJBlowfishContext context;
+        QJBlowfish_Init(&context, reinterpret_cast<const unsigned char *>("k"), 1);
+        quint32 l = 0x4100; // deciphers to a zero low byte
+        quint32 r = 0;
+        QJBlowfish_Encrypt(&context, &l, &r);
+        QTest::newRow("nine bytes") << a.left(9) << QByteArray();
+        QTest::newRow("partial chunk") << a + b.left(5) << QByteArray("A");
+        QTest::newRow("decoded zero, zero at the end") << a + half(l) + half(r) + b << QByteArray("AB\0", 3);
+        QTest::newRow("zero byte refused") << a + '\0' + b << QByteArray();
+    }
+
+    void decodeSizes()
+    {
+        QFETCH(QByteArray, coded);
+        QFETCH(QByteArray, plain);
+        QCOMPARE(decodeWithBlowfishKey(coded, u"k"_s), plain);
+    }
+
+    void zeroByteRefused() { QCOMPARE(encodeWithBlowfishKey(QByteArray("ab\0cd", 5), u"k"_s), QByteArray()); }
+
+    void wrongKeyGivesOtherBytes()
+    {
+        const QByteArray plain = "The quick brown fox jumps";
+        const QByteArray decoded = decodeWithBlowfishKey(encodeWithBlowfishKey(plain, u"right"_s), u"wrong"_s);
+        QCOMPARE(decoded.size(), plain.size());
+        QVERIFY(decoded != plain);
+    }
+
+    // Strings go through the 8-bit encoding; a coded string survives only when its bytes are ASCII.
+    void stringForms()
+    {
+        const QString text = u"Hi"_s;
+        const auto ascii = [](const QByteArray &b) {
+            return !b.isEmpty() && std::all_of(b.cbegin(), b.cend(), [](char c) { return c > 0; });
+        };
+        QString key;
+        QByteArray coded;
+        for (int i = 0; i < 1000 && !ascii(coded); ++i) {
+            key = u"key%1"_s.arg(i);
+            coded = encodeWithBlowfishKey(text.toLocal8Bit(), key);
+        }
+        QVERIFY(ascii(coded));
+        const QString codedString = encodeWithBlowfishKey(text, key);
+        QCOMPARE(codedString, QString::fromLatin1(coded));
+        QCOMPARE(decodeWithBlowfishKey(codedString, key), text);
+        QCOMPARE(encodeWithBlowfishKey(u"Hi\0there"_s, key), codedString);
+    }
+
+    void codedFileRoundTrip()
+    {
+        const QString file = path(u"roundtrip.coded"_s);
+        QVERIFY(writeCodedToFile(sample(), file));
+        QCOMPARE(QFileInfo(file).size(), qint64(xmlOf(sample()).size()) * 10);
+        const QJValue read = readFromCodedFile(file);
+        QCOMPARE(read, QJValue(sample()));
+        QVERIFY(!read.toDictionary().isMutable());
+    }
+
+    void readCodedFile_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<QJValue>("expected");
+        const QByteArray xml = xmlOf(sample());
+        const QByteArray primary = encodeWithBlowfishKey(xml, QJCodedFilePrimaryKey);
+        const QByteArray fallback = encodeWithBlowfishKey(xml, QJCodedFileFallbackKey);
+        QByteArray damaged = primary;
+        damaged[3] = char(damaged[3] == 'x' ? 'y' : 'x');
+        QTest::newRow("primary key") << primary << QJValue(sample());
+        QTest::newRow("fallback key") << fallback << QJValue(sample());
+        QTest::newRow("other key") << encodeWithBlowfishKey(xml, u"another"_s) << QJValue();
+        QTest::newRow("cut inside the last chunk") << primary.chopped(3) << QJValue(sample());
+        QTest::newRow("cut in half") << primary.left(primary.size() / 2) << QJValue();
+        QTest::newRow("first chunk damaged") << damaged << QJValue();
+        QTest::newRow("zero byte inside") << primary.left(50) + '\0' + primary.mid(50) << QJValue();
+        QTest::newRow("plain XML") << xml << QJValue();
+        QTest::newRow("empty") << QByteArray() << QJValue();
+        const QJArray array {u"one"_s, 2};
+        QTest::newRow("array") << encodeWithBlowfishKey(xmlOf(array), QJCodedFilePrimaryKey) << QJValue(array);
+    }
+
+    void readCodedFile()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(QJValue, expected);
+        const QString file = path(u"read.coded"_s);
+        QVERIFY(writeFile(file, contents));
+        QCOMPARE(readFromCodedFile(file), expected);
+    }
+
+    void readMissingFile() { QVERIFY(readFromCodedFile(path(u"missing.coded"_s)).isNone()); }
+
+    // A hard link sees the new contents only when the file is rewritten in place.
+    void writeReplacesInPlace()
+    {
+        const QString file = path(u"inplace.coded"_s);
+        const QString link = path(u"inplace-link.coded"_s);
+        QVERIFY(writeCodedToFile(QJDictionary {{u"old"_s, true}}, file));
+        QCOMPARE(::link(QFile::encodeName(file).constData(), QFile::encodeName(link).constData()), 0);
+        QVERIFY(writeCodedToFile(sample(), file));
+        QCOMPARE(readFromCodedFile(link), QJValue(sample()));
+    }
+
+    void writeFailures_data()
+    {
+        QTest::addColumn<QJDictionary>("dictionary");
+        QTest::addColumn<QString>("file");
+        QTest::newRow("not a property list")
+            << QJDictionary {{u"o"_s, QJValue::fromObject(QVariant(QSize(1, 2)))}} << path(u"unwritten.coded"_s);
+        QTest::newRow("missing folder") << sample() << path(u"missing/x.coded"_s);
+    }
+
+    void writeFailures()
+    {
+        QFETCH(QJDictionary, dictionary);
+        QFETCH(QString, file);
+        QVERIFY(!writeCodedToFile(dictionary, file));
+        QVERIFY(!QFile::exists(file));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestBlowfishCoding)
+#include "tst_blowfishcoding.moc"
