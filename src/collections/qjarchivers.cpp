@@ -14,6 +14,7 @@
 #include <QRect>
 #include <QSize>
 #include <QUrl>
+#include <QtEndian>
 
 #include <new>
 #include <optional>
@@ -45,10 +46,34 @@ bool isStreamable(const QMetaType &type)
         && !type.flags().testFlag(QMetaType::PointerToQObject);
 }
 
-// Loads one value of @p type; hostile sizes may ask for more memory than there is.
+// Some of Qt's own readers trust the count their data starts with: they reserve room for it, or
+// mishandle bit counts near 2^32. For those types the count must fit in the bytes that are left
+// (every element takes at least one byte).
+bool leadingCountFits(QDataStream &stream, const QMetaType &type)
+{
+    const QByteArrayView name(type.name());
+    const bool bits = name == "QBitArray";
+    const bool counted = bits || name == "QStringList" || name == "QByteArrayList" || name == "QPolygon"
+        || name == "QPolygonF" || name.startsWith("QList<") || name.startsWith("QVector<") || name.startsWith("QQueue<")
+        || name.startsWith("QStack<") || name.startsWith("QSet<") || name.startsWith("QMap<")
+        || name.startsWith("QHash<") || name.startsWith("QMultiMap<") || name.startsWith("QMultiHash<");
+    if (!counted)
+        return true;
+    QIODevice *device = stream.device();
+    if (!device || device->isSequential())
+        return false;
+    const QByteArray head = device->peek(4);
+    if (head.size() < 4)
+        return false;
+    const quint64 count = qFromBigEndian<quint32>(head.constData());
+    const quint64 left = quint64(device->bytesAvailable() - 4);
+    return bits ? count <= 0xfffffff8u && (count + 7) / 8 <= left : count <= left;
+}
+
+// Loads one value of @p type from bytes that may be hostile.
 std::optional<QVariant> loadValue(QDataStream &stream, const QMetaType &type)
 {
-    if (!isStreamable(type))
+    if (!isStreamable(type) || stream.byteOrder() != QDataStream::BigEndian || !leadingCountFits(stream, type))
         return std::nullopt;
     QVariant value(type);
     if (!value.isValid() || !value.data())
@@ -129,7 +154,7 @@ std::optional<QVariant> readVariant(QDataStream &s, int depth)
         if (name.endsWith('\0'))
             name.chop(1);
         type = QMetaType::fromName(name);
-    } else if (id < QMetaType::User) {
+    } else if (id < QMetaType::User && QMetaType::isRegistered(int(id))) {
         type = QMetaType(int(id));
     }
     if (!type.isValid())
