@@ -103,6 +103,60 @@ QString qjFormatReal(double value)
 }
 
 // ---------------------------------------------------------------------------------------------
+// Releasing deep trees
+
+QJArrayData::~QJArrayData()
+{
+    QJValuePrivate::releaseNested(values);
+}
+
+QJDictionaryData::~QJDictionaryData()
+{
+    QJValuePrivate::releaseNested(entries);
+}
+
+void QJValuePrivate::releaseNested(QList<QJValue> &values)
+{
+    // A shared list still holds its elements elsewhere: nothing is released through this one.
+    if (values.isEmpty() || !values.isDetached())
+        return;
+    std::vector<QJValue> pending;
+    // Only containers whose last handle is here are taken; the others live on elsewhere.
+    auto take = [&pending](QJValue &v) {
+        const auto *a = std::get_if<std::shared_ptr<QJArrayData>>(&v.m_data);
+        const auto *d = std::get_if<std::shared_ptr<QJDictionaryData>>(&v.m_data);
+        if ((a && a->use_count() == 1) || (d && d->use_count() == 1))
+            pending.push_back(std::move(v));
+    };
+    for (QJValue &v : values)
+        take(v);
+    while (!pending.empty()) {
+        QJValue v = std::move(pending.back());
+        pending.pop_back();
+        // Empty the container's own list first, so that its destructor finds nothing left to descend.
+        if (auto *a = std::get_if<std::shared_ptr<QJArrayData>>(&v.m_data); a && *a && (*a)->values.isDetached()) {
+            for (QJValue &child : (*a)->values)
+                take(child);
+        } else if (auto *d = std::get_if<std::shared_ptr<QJDictionaryData>>(&v.m_data);
+                   d && *d && (*d)->entries.isDetached()) {
+            for (auto &entry : (*d)->entries)
+                take(entry.second);
+        }
+    }
+}
+
+void QJValuePrivate::releaseNested(QList<QJDictionary::Entry> &entries)
+{
+    if (entries.isEmpty() || !entries.isDetached())
+        return;
+    QList<QJValue> values;
+    values.reserve(entries.size());
+    for (auto &entry : entries)
+        values.append(std::move(entry.second));
+    releaseNested(values);
+}
+
+// ---------------------------------------------------------------------------------------------
 // QJValue
 
 QJValue::QJValue(const QString &string) : m_data(string) { }

@@ -10,6 +10,11 @@
 class QJArrayData
 {
 public:
+    QJArrayData() = default;
+    QJArrayData(const QJArrayData &) = delete;
+    QJArrayData &operator=(const QJArrayData &) = delete;
+    ~QJArrayData();
+
     QList<QJValue> values;
     bool isMutable = true;
 };
@@ -23,6 +28,11 @@ public:
         QString key; // empty: every key
         QJDictionary::ChangeObserver callback;
     };
+
+    QJDictionaryData() = default;
+    QJDictionaryData(const QJDictionaryData &) = delete;
+    QJDictionaryData &operator=(const QJDictionaryData &) = delete;
+    ~QJDictionaryData();
 
     qsizetype indexOf(const QString &key) const { return index.value(key, -1); }
 
@@ -52,6 +62,12 @@ public:
     }
     static QJDictionaryData *data(const QJDictionary &dictionary) { return dictionary.d.get(); }
     static QJArrayData *data(const QJArray &array) { return array.d.get(); }
+    /**
+     * Releases the containers nested in @p values that nothing else holds, one after another from
+     * a work list, so that dropping a very deep tree does not recurse once per level.
+     */
+    static void releaseNested(QList<QJValue> &values);
+    static void releaseNested(QList<QJDictionary::Entry> &entries);
     static void setMutability(const QJDictionary &dictionary, QJMutability mutability)
     {
         dictionary.d->isMutable = mutability == QJMutability::Mutable;
