@@ -109,6 +109,22 @@ private Q_SLOTS:
         QFETCH(QJRange, expected);
         QCOMPARE(NSStringTextFinding::findString(text, needle, selection, options, wrap), expected);
     }
+    void searchesLongTexts()
+    {
+        // Long texts are searched in pieces of about 65536 code units; matches across the pieces'
+        // ends must still be found, forwards (the first) and backwards (the second occurrence).
+        const QString e = u"xe\u0301y"_s;
+        const QString text = QString(65535, u'a') + e + QString(70000, u'b') + e + QString(65534, u'c');
+        const quint32 second = 65535 + 4 + 70000;
+        const QJRange all {0, quint32(text.size())};
+        QCOMPARE(NSStringTextFinding::rangeOfString(text, u"x\u00e9y", 0, all), (QJRange {65535, 4}));
+        QCOMPARE(
+            NSStringTextFinding::rangeOfString(text, u"X\u00c9Y", CaseInsensitiveSearch, all), (QJRange {65535, 4}));
+        QCOMPARE(NSStringTextFinding::rangeOfString(text, u"x\u00e9y", BackwardsSearch, all), (QJRange {second, 4}));
+        QCOMPARE(NSStringTextFinding::rangeOfString(text, u"\u00e9yccc", BackwardsSearch | AnchoredSearch, all),
+            QJNotFoundRange);
+        QCOMPARE(NSStringTextFinding::rangeOfString(text, u"a\u00e9", 0, all), QJNotFoundRange);
+    }
     void findOutsideThrows()
     {
         QVERIFY_THROWS_EXCEPTION(std::out_of_range, NSStringTextFinding::findString(u"abc", u"a", {2, 2}, 0, true));
