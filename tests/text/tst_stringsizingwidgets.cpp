@@ -10,12 +10,6 @@ class TestStringSizingWidgets : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void smallSystemFontIsSmall()
-    {
-        QCOMPARE(smallSystemFont().pixelSize(), 11);
-        QVERIFY(widthOfString(u"MMMM", smallSystemFont()) > widthOfString(u"MM", smallSystemFont()));
-    }
-
     void fitsWithFonts_data()
     {
         QTest::addColumn<float>("width");
