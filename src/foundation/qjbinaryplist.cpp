@@ -24,6 +24,13 @@ constexpr qint64 ReferenceDate = 978307200; // 2001-01-01T00:00:00Z in seconds s
 
 class BinaryReader
 {
+    // A container read once and shared, with the number of objects it holds, itself included.
+    struct Shared
+    {
+        QJValue value;
+        qint64 weight;
+    };
+
 public:
     BinaryReader(const QByteArray &data, QJMutability mutability)
         : m_data(reinterpret_cast<const uchar *>(data.constData())), m_size(data.size()), m_mutability(mutability)
@@ -76,6 +83,7 @@ private:
             || m_objectCount > (quint64(t) - m_tableOffset) / m_offsetSize)
             return fail(u"the offset table lies outside the file"_s);
         // A graph may share objects; unshared, it cannot hold more references than it has bytes.
+        // Shared containers are charged in full each time they are referenced, see reuse().
         m_budget = std::max<qint64>(qint64(1) << 20, 2 * m_size);
         return readObject(top, 0);
     }
@@ -221,6 +229,17 @@ private:
         return value;
     }
 
+    // A shared container costs what it would cost unshared: whoever walks the result (a writer,
+    // description(), isEqual()) visits it once per reference, so a small file that references
+    // one container twice on each of many levels would otherwise expand without bound.
+    QJValue reuse(const Shared &shared)
+    {
+        m_budget -= shared.weight - 1;
+        if (m_budget < 0)
+            return fail(u"the object graph is too large"_s);
+        return shared.value;
+    }
+
     // Guards against cycles and nesting, then reads the references of a container.
     bool enter(quint64 ref, int depth)
     {
@@ -241,8 +260,9 @@ private:
         if (m_mutability == QJMutability::Immutable) {
             // Immutable containers may be shared: a graph that references one twice reads it once.
             if (const auto it = m_shared.constFind(ref); it != m_shared.cend())
-                return *it;
+                return reuse(*it);
         }
+        const qint64 budgetBefore = m_budget + 1; // this object's own unit is already taken
         qint64 at = offset;
         quint64 count = 0;
         if (!readCount(&at, &count))
@@ -260,7 +280,7 @@ private:
             return QJValue();
         QJArray array = QJValuePrivate::makeArray(std::move(values), m_mutability);
         if (m_mutability == QJMutability::Immutable)
-            m_shared.insert(ref, array);
+            m_shared.insert(ref, {array, budgetBefore - m_budget});
         return array;
     }
 
@@ -268,8 +288,9 @@ private:
     {
         if (m_mutability == QJMutability::Immutable) {
             if (const auto it = m_shared.constFind(ref); it != m_shared.cend())
-                return *it;
+                return reuse(*it);
         }
+        const qint64 budgetBefore = m_budget + 1;
         qint64 at = offset;
         quint64 count = 0;
         if (!readCount(&at, &count))
@@ -297,7 +318,7 @@ private:
             return QJValue();
         QJValuePrivate::setMutability(dict, m_mutability);
         if (m_mutability == QJMutability::Immutable)
-            m_shared.insert(ref, dict);
+            m_shared.insert(ref, {dict, budgetBefore - m_budget});
         return dict;
     }
 
@@ -310,7 +331,7 @@ private:
     quint64 m_tableOffset = 0;
     qint64 m_budget = 0;
     QSet<quint64> m_open;
-    QHash<quint64, QJValue> m_shared;
+    QHash<quint64, Shared> m_shared;
     QString m_error;
     bool m_failed = false;
 };
