@@ -53,8 +53,11 @@ std::optional<QJIndexPath> QJArrayExtensions::indexPathOfObject(
             break;
         chain.append(parent);
         // Parents that lead round in a circle never end: compare position 2k with position k.
+        // By value, not identity: an array's value for a key is a new array each time, so the
+        // parents of an array node repeat without ever being the same object. Equal values have
+        // equal parents, so a repeat by value is a circle.
         const qsizetype last = chain.size() - 1;
-        if (last % 2 == 0 && chain.at(last).isSameObject(chain.at(last / 2)))
+        if (last % 2 == 0 && chain.at(last).isEqual(chain.at(last / 2)))
             return std::nullopt;
     }
 

@@ -37,7 +37,8 @@ QJKITCORE_EXPORT QJArray objectsForIndexPaths(
  * @return the index path of @p node: its depth is found by following @p parentKeyPath up to a node
  * without parent, then each level's index is the first element of the parent's children (or of
  * @p array at the top) that is equal to the node (isEqual, not identity). std::nullopt when a node
- * is not among its parent's children, or when the parents lead round in a circle.
+ * is not among its parent's children, or when the parents lead round in a circle (a parent equal to
+ * an earlier one: an array node's parents, arrays made afresh at each step, are such a circle).
  */
 QJKITCORE_EXPORT std::optional<QJIndexPath> indexPathOfObject(
     const QJArray &array, const QJValue &node, const QString &parentKeyPath, const QString &childKeyPath);

@@ -177,6 +177,10 @@ void TestCollections::indexPathOfDictionaryNodes()
     loopA.setObject(loopB, u"parent"_s);
     QVERIFY(!QJArrayExtensions::indexPathOfObject(top, loopA, u"parent"_s, u"children"_s));
     loopA.removeObjectForKey(u"parent"_s);
+    // An array's parent is the array of its elements' parents, made afresh at every step: the
+    // chain repeats by value, never by identity.
+    const A arrayNode {u"a"_s, u"b"_s};
+    QVERIFY(!QJArrayExtensions::indexPathOfObject(A {arrayNode}, arrayNode, u"parent"_s, u"children"_s));
 
     const A found = QJArrayExtensions::objectsForIndexPaths(top, {{1}, {9}, {0, 1}, {}}, u"children"_s);
     QCOMPARE(found.count(), 2);
