@@ -7,6 +7,7 @@
 #include <QMetaProperty>
 #include <QObject>
 #include <QSequentialIterable>
+#include <QSet>
 
 #include <cmath>
 
@@ -460,6 +461,67 @@ bool QJValue::isSameObject(const QJValue &other) const noexcept
     }
 }
 
+namespace
+{
+bool isContainer(const QJValue &v) noexcept
+{
+    return v.isArray() || v.isDictionary();
+}
+
+const void *containerIdentity(const QJValue &v) noexcept
+{
+    return v.isArray() ? static_cast<const void *>(QJValuePrivate::data(v.toArray()))
+                       : static_cast<const void *>(QJValuePrivate::data(v.toDictionary()));
+}
+
+// Two containers of one kind, compared with a work list instead of recursion, so that trees of any
+// depth compare without exhausting the stack. A pair of containers met a second time is taken as
+// equal: if they differ, the first visit finds it. So a graph that shares a container compares
+// each pair once, and containers that contain themselves compare in finite time.
+bool containersEqual(const QJValue &a, const QJValue &b)
+{
+    std::vector<std::pair<QJValue, QJValue>> work {{a, b}};
+    QSet<std::pair<const void *, const void *>> seen;
+    // Leaves and mixed kinds are decided at once; pairs of distinct containers go on the list.
+    auto compare = [&work](const QJValue &x, const QJValue &y) {
+        if (isContainer(x) && x.type() == y.type()) {
+            if (!x.isSameObject(y))
+                work.emplace_back(x, y);
+            return true;
+        }
+        return x.isEqual(y);
+    };
+    while (!work.empty()) {
+        const auto [x, y] = std::move(work.back());
+        work.pop_back();
+        const std::pair<const void *, const void *> pair {containerIdentity(x), containerIdentity(y)};
+        if (seen.contains(pair))
+            continue;
+        seen.insert(pair);
+        if (x.isArray()) {
+            const QJArray ax = x.toArray();
+            const QJArray ay = y.toArray();
+            if (ax.count() != ay.count())
+                return false;
+            for (qsizetype i = 0; i < ax.count(); ++i) {
+                if (!compare(ax.at(i), ay.at(i)))
+                    return false;
+            }
+        } else {
+            const QJDictionary dx = x.toDictionary();
+            const QJDictionary dy = y.toDictionary();
+            if (dx.count() != dy.count())
+                return false;
+            for (const auto &[key, value] : dx) {
+                if (!dy.contains(key) || !compare(value, dy.objectForKey(key)))
+                    return false;
+            }
+        }
+    }
+    return true;
+}
+} // namespace
+
 bool QJValue::isEqual(const QJValue &other) const
 {
     const Type a = type();
@@ -484,9 +546,8 @@ bool QJValue::isEqual(const QJValue &other) const
     case Data:
         return std::get<QByteArray>(m_data) == std::get<QByteArray>(other.m_data);
     case Array:
-        return toArray().isEqual(other.toArray());
     case Dictionary:
-        return toDictionary().isEqual(other.toDictionary());
+        return m_data == other.m_data || containersEqual(*this, other);
     case Object:
         if (isNode() || other.isNode())
             return toNode() == other.toNode();
@@ -566,10 +627,9 @@ QString describeObject(const QVariant &v)
     return u'<' + QLatin1StringView(v.metaType().name()) + u'>';
 }
 
-void describe(const QJValue &value, int indent, bool nested, QString &out)
+// A value that is not an array or a dictionary.
+void describeLeaf(const QJValue &value, bool nested, QString &out)
 {
-    const QString pad(indent, u' ');
-    const QString innerPad(indent + 4, u' ');
     switch (value.type()) {
     case QJValue::None:
         out += nested ? QStringLiteral("<null>") : QStringLiteral("(null)");
@@ -601,55 +661,123 @@ void describe(const QJValue &value, int indent, bool nested, QString &out)
         out += u'>';
         return;
     }
-    case QJValue::Array: {
-        const QJArray array = value.toArray();
-        out += QStringLiteral("(\n");
-        for (qsizetype i = 0; i < array.count(); ++i) {
-            out += innerPad;
-            describe(array.at(i), indent + 4, true, out);
-            out += i + 1 < array.count() ? QStringLiteral(",\n") : QStringLiteral("\n");
-        }
-        out += pad + u')';
-        return;
-    }
-    case QJValue::Dictionary: {
-        out += QStringLiteral("{\n");
-        for (const auto &[key, v] : value.toDictionary()) {
-            out += innerPad + quoted(key) + QStringLiteral(" = ");
-            describe(v, indent + 4, true, out);
-            out += QStringLiteral(";\n");
-        }
-        out += pad + u'}';
-        return;
-    }
     case QJValue::Object:
         out += describeObject(value.toObject());
         return;
+    case QJValue::Array:
+    case QJValue::Dictionary:
+        return;
     }
 }
+
+// One open array or dictionary of a description.
+struct DescribeFrame
+{
+    QJValue container;
+    qsizetype count;
+    qsizetype next;
+    QString pad; // the indentation of its closing bracket
+};
 } // namespace
 
+// Written with a stack of open containers instead of recursion, so that a tree of any depth can
+// be described. A container met again inside itself is written as "(...)" or "{...}".
 QString QJValue::description() const
 {
     QString out;
-    describe(*this, 0, false, out);
+    if (!isContainer(*this)) {
+        describeLeaf(*this, false, out);
+        return out;
+    }
+    std::vector<DescribeFrame> stack;
+    QSet<const void *> open;
+    auto enter = [&](const QJValue &container, const QString &pad) {
+        const bool isArray = container.isArray();
+        if (open.contains(containerIdentity(container))) {
+            out += isArray ? QStringLiteral("(...)") : QStringLiteral("{...}");
+            return;
+        }
+        open.insert(containerIdentity(container));
+        out += isArray ? QStringLiteral("(\n") : QStringLiteral("{\n");
+        const qsizetype count = isArray ? container.toArray().count() : container.toDictionary().count();
+        stack.push_back({container, count, 0, pad});
+    };
+    enter(*this, QString());
+    while (!stack.empty()) {
+        DescribeFrame &f = stack.back();
+        const bool isArray = f.container.isArray();
+        if (f.next > 0) // the element before is complete: end its line
+            out += isArray ? (f.next < f.count ? QStringLiteral(",\n") : QStringLiteral("\n")) : QStringLiteral(";\n");
+        if (f.next == f.count) {
+            out += f.pad + (isArray ? u')' : u'}');
+            open.remove(containerIdentity(f.container));
+            stack.pop_back();
+            continue;
+        }
+        const QString innerPad = f.pad + QStringLiteral("    ");
+        QJValue element;
+        if (isArray) {
+            element = f.container.toArray().at(f.next);
+            out += innerPad;
+        } else {
+            const auto &entry = *(f.container.toDictionary().begin() + f.next);
+            element = entry.second;
+            out += innerPad + quoted(entry.first) + QStringLiteral(" = ");
+        }
+        ++f.next;
+        if (isContainer(element))
+            enter(element, innerPad); // may move `f`
+        else
+            describeLeaf(element, true, out);
+    }
     return out;
 }
+
+namespace
+{
+// The value of every element of @p array for @p key, with arrays inside arrays answered alike
+// (an array of their elements' values). Open arrays are kept on a stack instead of recursing, so
+// nesting of any depth is handled; an array met again inside itself gives none at that place.
+QJValue valuesForKey(const QJArray &array, const QString &key)
+{
+    struct Frame
+    {
+        QJArray source;
+        QList<QJValue> values;
+    };
+    std::vector<Frame> stack {{array, {}}};
+    QSet<const void *> open {QJValuePrivate::data(array)};
+    for (;;) {
+        Frame &f = stack.back();
+        if (f.values.size() < f.source.count()) {
+            const QJValue &element = f.source.at(f.values.size());
+            if (element.isArray() && !open.contains(QJValuePrivate::data(element.toArray()))) {
+                open.insert(QJValuePrivate::data(element.toArray()));
+                stack.push_back({element.toArray(), {}}); // `f` is not used after this
+            } else {
+                f.values.append(element.isArray() ? QJValue() : element.valueForKey(key));
+            }
+            continue;
+        }
+        const QJValue done = QJArray(f.values, QJMutability::Immutable);
+        open.remove(QJValuePrivate::data(f.source));
+        stack.pop_back();
+        if (stack.empty())
+            return done;
+        stack.back().values.append(done);
+    }
+}
+} // namespace
 
 QJValue QJValue::valueForKey(const QString &key) const
 {
     switch (type()) {
     case Dictionary:
         return toDictionary().objectForKey(key);
-    case Array: {
-        const QJArray array = toArray();
+    case Array:
         if (key == u"@count")
-            return array.count();
-        QJArray result(QJMutability::Mutable);
-        for (const QJValue &element : array)
-            result.append(element.valueForKey(key));
-        return result.copy();
-    }
+            return toArray().count();
+        return valuesForKey(toArray(), key);
     case Object:
         if (QObject *node = toNode()) {
             const QByteArray name = key.toUtf8();
@@ -666,13 +794,17 @@ QJValue QJValue::valueForKey(const QString &key) const
 
 QJValue QJValue::valueForKeyPath(QStringView keyPath) const
 {
-    const qsizetype dot = keyPath.indexOf(u'.');
-    if (dot < 0)
-        return valueForKey(keyPath.toString());
-    const QJValue head = valueForKey(keyPath.left(dot).toString());
-    if (head.isNone())
-        return head;
-    return head.valueForKeyPath(keyPath.mid(dot + 1));
+    // One key at a time, so a key path of any length needs no recursion.
+    QJValue current = *this;
+    for (;;) {
+        const qsizetype dot = keyPath.indexOf(u'.');
+        if (dot < 0)
+            return current.valueForKey(keyPath.toString());
+        current = current.valueForKey(keyPath.left(dot).toString());
+        if (current.isNone())
+            return current;
+        keyPath = keyPath.mid(dot + 1);
+    }
 }
 
 QDebug operator<<(QDebug debug, const QJValue &value)
@@ -855,15 +987,7 @@ QJArray QJArray::mutableCopy() const
 
 bool QJArray::isEqual(const QJArray &other) const
 {
-    if (d == other.d)
-        return true;
-    if (d->values.size() != other.d->values.size())
-        return false;
-    for (qsizetype i = 0; i < d->values.size(); ++i) {
-        if (!d->values.at(i).isEqual(other.d->values.at(i)))
-            return false;
-    }
-    return true;
+    return QJValue(*this).isEqual(QJValue(other));
 }
 
 QString QJArray::description() const
@@ -1041,16 +1165,7 @@ QJDictionary QJDictionary::mutableCopy() const
 
 bool QJDictionary::isEqual(const QJDictionary &other) const
 {
-    if (d == other.d)
-        return true;
-    if (d->entries.size() != other.d->entries.size())
-        return false;
-    for (const Entry &e : d->entries) {
-        const qsizetype i = other.d->indexOf(e.first);
-        if (i < 0 || !e.second.isEqual(other.d->entries.at(i).second))
-            return false;
-    }
-    return true;
+    return QJValue(*this).isEqual(QJValue(other));
 }
 
 quint64 QJDictionary::addChangeObserver(ChangeObserver observer, const QString &key)

@@ -99,13 +99,18 @@ public:
      * Converts a QVariant: strings, numbers, booleans, dates, byte arrays and QObject pointers map to
      * their kinds, QVariantList / QStringList and any other sequence become arrays, QVariantMap and
      * QVariantHash become dictionaries (of @p mutability), a QJValue is taken as it is, and anything
-     * else becomes an object leaf.
+     * else becomes an object leaf. Nested containers are converted recursively, as Qt builds and
+     * destroys QVariant containers recursively anyway: keep such trees shallow (the readers bound
+     * theirs at QJPropertyListSerialization::MaximumDepth).
      */
     static QJValue fromVariant(const QVariant &variant, QJMutability mutability = QJMutability::Immutable);
     /** Holds any QVariant as an object leaf, without converting it. */
     static QJValue fromObject(const QVariant &object);
 
-    /** @return the value as a QVariant; arrays become QVariantList and dictionaries QVariantMap. */
+    /**
+     * @return the value as a QVariant; arrays become QVariantList and dictionaries QVariantMap.
+     * Recursive, like fromVariant().
+     */
     QVariant toVariant() const;
 
     /** @return the kind of value held. */
@@ -155,24 +160,34 @@ public:
 
     /** @return whether both hold the same container or node; for other kinds, whether they are equal. */
     bool isSameObject(const QJValue &other) const noexcept;
-    /** @return whether both values are equal in content, containers compared deeply, numbers by value. */
+    /**
+     * @return whether both values are equal in content, containers compared deeply, numbers by value.
+     * Works without recursion, so trees of any depth compare; a pair of containers met again (a
+     * shared container, or one that contains itself) counts as equal there, so it ends and visits
+     * each pair once.
+     */
     bool isEqual(const QJValue &other) const;
     friend bool operator==(const QJValue &a, const QJValue &b) { return a.isEqual(b); }
 
     /**
      * @return the value in the platform's description style: a string as itself, numbers plainly,
      * data as <0a1b2c3d ...>, arrays as "(" ... ")" and dictionaries as "{" key = value; "}" with
-     * four-space indentation, and "(null)" for none.
+     * four-space indentation, and "(null)" for none. Works without recursion; a container met again
+     * inside itself is written "(...)" or "{...}". The text grows with the square of the nesting
+     * depth (every line is indented) and with every path through shared containers.
      */
     QString description() const;
 
     /**
      * @return the value for @p key: a dictionary's entry, the value of every element of an array
      * (as a new immutable array; "@count" gives the count), or a QObject node's property
-     * (a QObject property gives a node). Anything else, or a missing key, gives none.
+     * (a QObject property gives a node). Anything else, or a missing key, gives none. Arrays inside
+     * arrays give arrays of their elements' values at any depth, without recursion; an array met
+     * again inside itself gives none at that place.
      */
     QJValue valueForKey(const QString &key) const;
-    /** @return the value reached by following the "."-separated keys of @p keyPath with valueForKey(). */
+    /** @return the value reached by following the "."-separated keys of @p keyPath with valueForKey(), one at a time.
+     */
     QJValue valueForKeyPath(QStringView keyPath) const;
 
 private:

@@ -7,6 +7,7 @@
 #include <QObject>
 #include <QRect>
 #include <QTest>
+#include <QThread>
 #include <QUrl>
 
 using namespace Qt::StringLiterals;
@@ -57,6 +58,8 @@ private Q_SLOTS:
     void formatFillsPlaceholders();
     void realsFormatAsShortestRoundTrip_data();
     void realsFormatAsShortestRoundTrip();
+    void deepTreesNeedNoRecursion();
+    void containersThatContainThemselves();
 };
 
 void TestQJValue::immutableContainersRefuseEveryMutation_data()
@@ -312,6 +315,97 @@ void TestQJValue::realsFormatAsShortestRoundTrip()
     QFETCH(double, value);
     QFETCH(QString, text);
     QCOMPARE(qjFormatReal(value), text);
+}
+
+// Runs @p work on a thread with a small stack, where a stack frame per level of a deep tree
+// overflows at once.
+template<typename F>
+static void onSmallStack(F work)
+{
+    std::unique_ptr<QThread> thread(QThread::create(work));
+    thread->setStackSize(256 * 1024);
+    thread->start();
+    QVERIFY(thread->wait());
+}
+
+// Trees built by code are not bounded like those the readers make: comparing, describing and
+// key-value coding use no stack frame per level. (A description grows with the square of the
+// depth, as every line is indented, so it is checked at a depth whose text stays small.)
+void TestQJValue::deepTreesNeedNoRecursion()
+{
+    auto build = [](int depth) {
+        QJArray array {u"x"_s};
+        QJDictionary dictionary {{u"v"_s, 1}};
+        for (int i = 0; i < depth; ++i) {
+            array = QJArray {array};
+            dictionary = QJDictionary {{u"k"_s, dictionary}};
+        }
+        return std::pair {array, dictionary};
+    };
+    constexpr int Depth = 100000;
+    const auto [array, dictionary] = build(Depth);
+    const auto [array2, dictionary2] = build(Depth);
+    const auto [shallower, unused] = build(2500);
+    const QString keyPath = QStringList(Depth, u"k"_s).join(u'.');
+
+    bool equal = false, unequal = true;
+    int levels = 0;
+    QJValue found, notFound;
+    QString text;
+    onSmallStack([&] {
+        equal = array.isEqual(array2) && dictionary.isEqual(dictionary2);
+        unequal = QJValue(array).isEqual(QJValue(dictionary)) || array.isEqual(shallower);
+        // An array's value for a key is the array of its elements' values, at every level.
+        QJValue values = QJValue(array).valueForKey(u"k"_s);
+        while (values.isArray() && values.toArray().count() == 1 && values.toArray().at(0).isArray()) {
+            values = values.toArray().at(0);
+            ++levels;
+        }
+        found = dictionary.valueForKeyPath(keyPath + u".v"_s);
+        notFound = dictionary.valueForKeyPath(keyPath + u".k.v"_s);
+        text = shallower.description();
+    });
+    QVERIFY(equal);
+    QVERIFY(!unequal);
+    QCOMPARE(levels, Depth);
+    QCOMPARE(found, QJValue(1));
+    QVERIFY(notFound.isNone());
+    QVERIFY(text.startsWith(u"(\n    (\n        (\n"_s));
+    QVERIFY(text.contains(u"\n"_s + QString(4 * 2501, u' ') + u"x\n"_s));
+    QVERIFY(text.endsWith(u"\n    )\n)"_s));
+    QCOMPARE(text.count(u'('), 2501);
+}
+
+// Containers can be made to hold themselves; comparing and describing them still ends, and
+// comparing trees that share containers visits each pair once (2^60 paths here).
+void TestQJValue::containersThatContainThemselves()
+{
+    QJArray a {1};
+    a.append(a);
+    QJArray b {1};
+    b.append(b);
+    QVERIFY(QJValue(a).isEqual(QJValue(b)));
+    b.replace(0, 2);
+    QVERIFY(!QJValue(a).isEqual(QJValue(b)));
+    QCOMPARE(a.description(), u"(\n    1,\n    (...)\n)"_s);
+    QJDictionary d {{u"name"_s, u"x"_s}};
+    d.setObject(QJArray {d}, u"list"_s);
+    QCOMPARE(d.description(), u"{\n    name = x;\n    list = (\n        {...}\n    );\n}"_s);
+    QCOMPARE(QJValue(a).valueForKey(u"k"_s).toArray().count(), 2);
+    QVERIFY(QJValue(a).valueForKey(u"k"_s).toArray().at(1).isNone());
+    // Cycles of shared handles are never freed by themselves; break them.
+    a.removeLast();
+    b.removeLast();
+    d.removeObjectForKey(u"list"_s);
+
+    auto doubling = [](int levels) {
+        QJValue v = 1;
+        for (int i = 0; i < levels; ++i)
+            v = QJArray {v, v};
+        return v;
+    };
+    QVERIFY(doubling(60).isEqual(doubling(60)));
+    QVERIFY(!doubling(60).isEqual(doubling(59)));
 }
 
 QTEST_GUILESS_MAIN(TestQJValue)
