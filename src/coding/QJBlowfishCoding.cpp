@@ -6,8 +6,14 @@
 
 #include <QFile>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -36,6 +42,81 @@ QJValue parse(const QByteArray &xml)
 {
     return QJPropertyListSerialization::propertyListFromData(xml, QJMutability::Immutable);
 }
+
+// Writes @p bytes over the file at @p path in place: an existing file keeps its identity (links,
+// permissions, owner). Room for the new contents is reserved before anything is overwritten, so a
+// full disk or an exhausted quota fails the write while the old contents are still whole, and a
+// file that this call created is removed again. Only a failure in the middle of writing (an I/O
+// error, the process ending) can leave the file damaged.
+bool writeInPlace(const QString &path, const QByteArray &bytes)
+{
+    const QByteArray name = QFile::encodeName(path);
+    bool created = true;
+    int fd = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0 && errno == EEXIST) {
+        created = false;
+        fd = ::open(name.constData(), O_WRONLY | O_CLOEXEC);
+    }
+    if (fd < 0)
+        return false;
+    auto fail = [&] {
+        ::close(fd);
+        if (created)
+            ::unlink(name.constData());
+        return false;
+    };
+    struct stat status;
+    if (::fstat(fd, &status) != 0)
+        return fail();
+    const bool regular = S_ISREG(status.st_mode);
+    const off_t oldSize = regular ? status.st_size : 0;
+    const off_t newSize = off_t(bytes.size());
+    if (regular && newSize > oldSize) {
+        const int error = ::posix_fallocate(fd, 0, newSize);
+        // A file system that cannot reserve room says so; then the write has to take its chance.
+        if (error != 0 && error != EOPNOTSUPP && error != EINVAL && error != ENOSYS) {
+            (void)::ftruncate(fd, oldSize); // undo a partial extension; the old bytes are untouched
+            return fail();
+        }
+    }
+    for (qsizetype written = 0; written < bytes.size();) {
+        const ssize_t n = ::write(fd, bytes.constData() + written, size_t(bytes.size() - written));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return fail();
+        written += n;
+    }
+    if (regular && newSize < oldSize && ::ftruncate(fd, newSize) != 0)
+        return fail();
+    return ::close(fd) == 0;
+}
+
+// A coded file being read: its bytes are decoded under one key a block at a time, so that only the
+// plain text (a tenth of the file) is kept, never the coded bytes.
+struct Decoding
+{
+    explicit Decoding(const QString &keyText) : key(keyText.toUtf8()) { }
+
+    QByteArray key;
+    QByteArray plain;
+    qsizetype chunks = 0; // decoded so far, zero bytes included
+
+    void add(const char *coded, qsizetype chunkCount)
+    {
+        const qsizetype at = plain.size();
+        plain.resize(at + chunkCount);
+        const size_t length = QJBlowfishPrivate::decode(coded, size_t(chunkCount), key.constData(), plain.data() + at);
+        plain.truncate(at + qsizetype(length));
+        chunks += chunkCount;
+    }
+    // As decodeWithBlowfishKey() gives it: the decoded zero bytes left out, zeros in their place at the end.
+    QByteArray result()
+    {
+        plain.append(QByteArray(chunks - plain.size(), '\0'));
+        return plain;
+    }
+};
 } // namespace
 
 // The data forms code straight into their result. A zero byte would end the coder's string while
@@ -75,9 +156,7 @@ bool QJBlowfishCoding::writeCodedToFile(const QJDictionary &dictionary, const QS
     const QByteArray coded = encodeWithBlowfishKey(xml, QJCodedFilePrimaryKey);
     if (coded.isEmpty())
         return false;
-    // In place on purpose: an existing file keeps its identity (links, permissions).
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(coded) == coded.size() && file.flush();
+    return writeInPlace(path, coded);
 }
 
 QJValue QJBlowfishCoding::readFromCodedFile(const QString &path)
@@ -86,21 +165,33 @@ QJValue QJBlowfishCoding::readFromCodedFile(const QString &path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly) || (!file.isSequential() && file.size() > MaximumCodedSize))
         return QJValue();
-    QByteArray data;
-    if (!file.isSequential()) {
-        data = file.readAll();
-    } else {
-        // A pipe has no size to check beforehand: read in blocks up to just past the limit.
-        while (data.size() <= MaximumCodedSize) {
-            const QByteArray block = file.read(qint64(1) << 20);
-            if (block.isEmpty())
-                break;
-            data += block;
+    // Both keys at once, in one pass, so that a pipe is read only once as well.
+    Decoding decodings[] = {Decoding(QJCodedFilePrimaryKey), Decoding(QJCodedFileFallbackKey)};
+    constexpr qint64 BlockSize = 10 * 65536;
+    QByteArray block(BlockSize, Qt::Uninitialized);
+    qint64 filled = 0; // bytes in the block, the last partial chunk included
+    qint64 total = 0;
+    for (bool atEnd = false; !atEnd;) {
+        const qint64 n = file.read(block.data() + filled, BlockSize - filled);
+        if (n < 0)
+            return QJValue();
+        atEnd = n == 0;
+        // Coded data never holds a zero byte: what does is not coded data, however long it goes on.
+        if (std::memchr(block.constData() + filled, 0, size_t(n)))
+            return QJValue();
+        filled += n;
+        total += n;
+        if (total > MaximumCodedSize)
+            return QJValue();
+        if (filled == BlockSize || atEnd) {
+            for (Decoding &decoding : decodings)
+                decoding.add(block.constData(), filled / 10); // a partial chunk at the end is ignored
+            filled = 0;
         }
     }
-    if (file.error() != QFileDevice::NoError || data.size() > MaximumCodedSize)
-        return QJValue();
-    if (QJValue plist = parse(decodeWithBlowfishKey(data, QJCodedFilePrimaryKey)); !plist.isNone())
-        return plist;
-    return parse(decodeWithBlowfishKey(data, QJCodedFileFallbackKey));
+    for (Decoding &decoding : decodings) {
+        if (QJValue plist = parse(decoding.result()); !plist.isNone())
+            return plist;
+    }
+    return QJValue();
 }

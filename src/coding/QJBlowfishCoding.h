@@ -64,17 +64,29 @@ QJKITCORE_EXPORT QString decodeWithBlowfishKey(const QString &string, const QStr
 
 /**
  * Writes @p dictionary as a coded file: its XML property list coded under QJCodedFilePrimaryKey,
- * ten bytes per byte, nothing else. The file is written in place, not atomically.
+ * ten bytes per byte, nothing else.
+ *
+ * The file is written in place, not atomically, so that an existing file keeps its identity (hard
+ * links, permissions, owner): writing needs permission to write the file, not its folder. Room for
+ * the new contents is reserved before the old ones are overwritten, so a full disk or an exhausted
+ * quota fails the write with the old file whole, and a file the call created is removed again. A
+ * failure in the middle of writing (an I/O error, the process ending) leaves the file damaged.
+ *
  * @return whether the dictionary could be serialized and the whole file was written.
  */
 QJKITCORE_EXPORT bool writeCodedToFile(const QJDictionary &dictionary, const QString &path);
 
 /**
  * Reads the coded file at @p path under QJCodedFilePrimaryKey and, when that does not give a
- * property list, under QJCodedFileFallbackKey. Files larger than ten times
- * QJPropertyListSerialization::MaximumSize are refused unread.
+ * property list, under QJCodedFileFallbackKey.
+ *
+ * Reading is bounded: files larger than ten times QJPropertyListSerialization::MaximumSize are
+ * refused unread (a pipe, once it has given that much), the file is decoded as it is read so only
+ * the plain text under each key is kept (a tenth of the file each), and reading stops at the first
+ * zero byte, which coded data never holds.
+ *
  * @return the property list (immutable, of whatever kind the file holds), or none when the file is
- * missing, unreadable, too large, or reads under neither key.
+ * missing, unreadable, empty, too large, not coded data, or reads under neither key.
  */
 QJKITCORE_EXPORT QJValue readFromCodedFile(const QString &path);
 } // namespace QJBlowfishCoding

@@ -2,9 +2,13 @@
 #include "QJBlowfish.h"
 #include "QJBlowfishCoding.h"
 #include "QJPropertyListSerialization.h"
+#include "qjscratchfs.h"
+#include "qjtestsupport.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QSize>
 #include <QTemporaryDir>
 #include <QTest>
@@ -203,6 +207,86 @@ private Q_SLOTS:
         QCOMPARE(::link(QFile::encodeName(file).constData(), QFile::encodeName(link).constData()), 0);
         QVERIFY(writeCodedToFile(sample(), file));
         QCOMPARE(readFromCodedFile(link), QJValue(sample()));
+        // Shorter contents cut the file to their length.
+        QVERIFY(writeCodedToFile(QJDictionary {{u"old"_s, true}}, file));
+        QCOMPARE(readFromCodedFile(link), QJValue(QJDictionary {{u"old"_s, true}}));
+        QCOMPARE(QFileInfo(link).size(), xmlOf(QJDictionary {{u"old"_s, true}}).size() * 10);
+    }
+
+    // A full disk, a read-only file system and a folder the writer may not change: the write
+    // fails and the existing file stays whole, except that a file is rewritten in place wherever
+    // the file itself may be written.
+    void writeWhereItCannotBeDone_data()
+    {
+        QTest::addColumn<QString>("place");
+        QTest::addColumn<bool>("inPlaceWorks");
+        QTest::newRow("full disk") << u"full"_s << false;
+        QTest::newRow("read-only file system") << u"read-only"_s << false;
+        QTest::newRow("folder without write permission") << u"locked folder"_s << true;
+        QTest::newRow("file without write permission") << u"locked file"_s << false;
+    }
+
+    void writeWhereItCannotBeDone()
+    {
+        QFETCH(QString, place);
+        QFETCH(bool, inPlaceWorks);
+        const QString dir = path(place);
+        QVERIFY(QDir().mkpath(dir));
+        const QString file = dir + u"/existing.coded"_s;
+        const QString fresh = dir + u"/fresh.coded"_s;
+        const QJDictionary old {{u"version"_s, 1}};
+        // Coded, ten times its 20 kB of XML: more than the whole 64 kB scratch file system.
+        const QJDictionary large {{u"text"_s, QString(20000, u'x')}};
+        const auto restore = qScopeGuard([&] {
+            QFile::setPermissions(dir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner);
+        });
+        QJ_RUN_IN_SCRATCH(dir, place == u"full" || place == u"read-only" ? 64 : 0, [&](QJTest::Scratch &scratch) {
+            if (!writeCodedToFile(old, file))
+                return u"the existing file cannot be made"_s;
+            if (place == u"read-only" && !scratch.remountReadOnly())
+                return u"cannot remount read-only"_s;
+            if (place == u"locked folder" || place == u"locked file") {
+                if (!QFile::setPermissions(place == u"locked folder" ? dir : file, QFile::ReadOwner | QFile::ExeOwner)
+                    || !QJTest::Scratch::obeyPermissions())
+                    return u"cannot take the write permission away"_s;
+            }
+            const QJDictionary next = place == u"full" ? large : QJDictionary {{u"version"_s, 2}};
+            if (writeCodedToFile(next, file) != inPlaceWorks)
+                return u"rewriting the existing file answered %1"_s.arg(!inPlaceWorks);
+            if (readFromCodedFile(file) != QJValue(inPlaceWorks ? next : old))
+                return u"the existing file holds %1"_s.arg(readFromCodedFile(file).description());
+            if (place != u"locked file" && (writeCodedToFile(next, fresh) || QFile::exists(fresh)))
+                return u"a new file was written or left behind"_s;
+            return QString();
+        });
+    }
+
+    // Where the path cannot be a file at all.
+    void writeToPathsThatAreNoFile()
+    {
+        const QString dir = path(u"folder.coded"_s);
+        QVERIFY(QDir().mkpath(dir + u"/inside"_s));
+        QVERIFY(!writeCodedToFile(sample(), dir));
+        QCOMPARE(QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList {u"inside"_s});
+        QVERIFY(writeFile(path(u"plain-file"_s), "x"));
+        QVERIFY(!writeCodedToFile(sample(), path(u"plain-file/x.coded"_s)));
+        QVERIFY(readFromCodedFile(dir).isNone());
+    }
+
+    // Reading stops at what cannot be coded data, and what is too large is refused unread, so
+    // memory stays bounded whatever the file is.
+    void readingIsBounded()
+    {
+        QVERIFY(readFromCodedFile(u"/dev/zero"_s).isNone()); // endless, and a zero byte at once
+        constexpr qint64 limit = QJPropertyListSerialization::MaximumSize * 10;
+        for (qint64 size : {limit, limit + 1}) {
+            QFile sparse(path(u"sparse.coded"_s));
+            QVERIFY(sparse.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            QVERIFY(sparse.resize(size)); // holes: nothing is written
+            sparse.close();
+            QVERIFY(readFromCodedFile(sparse.fileName()).isNone());
+        }
     }
 
     void writeFailures_data()
