@@ -96,7 +96,9 @@ std::optional<QJDictionary> loadTable(const QString &path)
     std::optional<QJDictionary> table;
     QFile file(path);
     if (file.open(QIODevice::ReadOnly) && file.size() <= QJPropertyListSerialization::MaximumSize) {
-        const QJValue parsed = QJPropertyListSerialization::stringsTableFromData(file.readAll());
+        // Bounded for a file whose size says nothing (a pipe, a device): more than the limit is refused.
+        const QJValue parsed = QJPropertyListSerialization::stringsTableFromData(
+            file.read(QJPropertyListSerialization::MaximumSize + 1));
         if (parsed.isDictionary())
             table = parsed.toDictionary();
     }

@@ -22,7 +22,9 @@ class QJBundlePrivate;
  * ":/qjkit".
  *
  * Localized strings live in "<language>.lproj/<Table>.strings" in the old-style format; languages
- * are tried in the order of preferredLanguages().
+ * are tried in the order of preferredLanguages(). A table larger than
+ * QJPropertyListSerialization::MaximumSize (a pipe or device: once it has given that much) or one
+ * that does not parse counts as missing.
  *
  * @code
  * const QString title = QJBundle::frameworkBundle().localizedStringForKey(u"updateNoTitle"_s, QString(),

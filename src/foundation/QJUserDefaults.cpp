@@ -15,6 +15,9 @@ namespace
 // QSettings keeps values as QVariants in memory; this format writes them as one XML property list.
 bool readPlist(QIODevice &device, QSettings::SettingsMap &map)
 {
+    // Larger files are refused unread; a pipe or device is read up to just past the limit.
+    if (!device.isSequential() && device.size() > QJPropertyListSerialization::MaximumSize)
+        return false;
     const QByteArray data = device.read(QJPropertyListSerialization::MaximumSize + 1);
     if (data.trimmed().isEmpty())
         return true;

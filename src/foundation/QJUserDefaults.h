@@ -47,7 +47,17 @@ public:
     QString stringForKey(const QString &key) const;
     /** Sets values answered for keys that hold nothing; they are never written. */
     void registerDefaults(const QJDictionary &defaults);
-    /** Writes pending changes to the file and reads changes made by others. @return success. */
+    /**
+     * Writes pending changes to the file and reads changes made by others.
+     *
+     * The file is replaced atomically (a new file beside it, renamed over it), so when writing fails
+     * (a full disk, a read-only file system, a folder or file without write permission, a path that
+     * is a folder) the file stays as it was, nothing is left beside it, and the changes stay pending.
+     * A file larger than QJPropertyListSerialization::MaximumSize is refused unread, and a file that
+     * is not a property list reads as empty; either is replaced by the next successful write.
+     *
+     * @return whether the file could be read and written.
+     */
     bool synchronize();
 
 private:

@@ -7,6 +7,7 @@
 #include "QJValue.h"
 
 #include <QByteArray>
+#include <QFile>
 #include <QProcess>
 #include <QString>
 #include <QTest>
@@ -33,6 +34,37 @@ inline QString dataPath(const QString &name = QString())
 {
     const QString dir = qEnvironmentVariable("QJKIT_TEST_DATA");
     return name.isEmpty() ? dir : dir + u'/' + name;
+}
+
+/** @return a "VmRSS" or "VmHWM" (peak) line of /proc/self/status, in KiB, or -1. */
+inline qint64 residentKiB(const char *field)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray prefix = QByteArray(field) + ':';
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith(prefix))
+            return line.mid(prefix.size()).trimmed().split(' ').value(0).toLongLong();
+    }
+    return -1;
+}
+
+/**
+ * Measures how far the process's resident memory rises above its present size while @p work
+ * runs. @return the rise in KiB, or -1 where the kernel cannot tell.
+ */
+template<typename F>
+qint64 peakMemoryRiseKiB(F work)
+{
+    QFile clear(QStringLiteral("/proc/self/clear_refs"));
+    if (!clear.open(QIODevice::WriteOnly) || clear.write("5") != 1) // resets the peak
+        return -1;
+    clear.close();
+    const qint64 before = residentKiB("VmRSS");
+    work();
+    const qint64 peak = residentKiB("VmHWM");
+    return before < 0 || peak < 0 ? -1 : peak - before;
 }
 
 /** The result of running the qjkit tool. */

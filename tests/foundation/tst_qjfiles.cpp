@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+// Settings and strings-table files where writing fails, or where reading meets a file that is
+// huge, endless or not a file at all.
+#include "QJBundle.h"
+#include "QJPropertyListSerialization.h"
+#include "QJUserDefaults.h"
+#include "qjscratchfs.h"
+#include "qjtestsupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QScopeGuard>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using PL = QJPropertyListSerialization;
+
+namespace
+{
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
+}
+
+bool makeSparse(const QString &path, qint64 size)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.resize(size);
+}
+} // namespace
+
+class TestQJFiles : public QObject
+{
+    Q_OBJECT
+    QTemporaryDir m_dir;
+
+private Q_SLOTS:
+    void settingsWhereTheyCannotBeWritten_data();
+    void settingsWhereTheyCannotBeWritten();
+    void settingsAtPathsThatAreNoFile();
+    void hugeFilesAreRefusedUnread();
+};
+
+void TestQJFiles::settingsWhereTheyCannotBeWritten_data()
+{
+    QTest::addColumn<QString>("place");
+    QTest::newRow("full disk") << u"full"_s;
+    QTest::newRow("read-only file system") << u"read-only"_s;
+    QTest::newRow("folder without write permission") << u"locked folder"_s;
+    QTest::newRow("file without write permission") << u"locked file"_s;
+}
+
+// Synchronizing fails, the file keeps its bytes, nothing is left beside it, and the change stays
+// pending in memory.
+void TestQJFiles::settingsWhereTheyCannotBeWritten()
+{
+    QFETCH(QString, place);
+    const QString dir = m_dir.filePath(place);
+    QVERIFY(QDir().mkpath(dir));
+    const QString file = dir + u"/settings.plist"_s;
+    const auto restore = qScopeGuard([&] {
+        QFile::setPermissions(dir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner);
+    });
+    QJ_RUN_IN_SCRATCH(dir, place == u"full" || place == u"read-only" ? 64 : 0, [&](QJTest::Scratch &scratch) {
+        QJUserDefaults defaults(file);
+        defaults.setObject(u"one"_s, u"version"_s);
+        if (!defaults.synchronize())
+            return u"the first settings cannot be written"_s;
+        const QByteArray before = contents(file);
+        if (place == u"read-only" && !scratch.remountReadOnly())
+            return u"cannot remount read-only"_s;
+        if (place.startsWith(u"locked")) {
+            if (!QFile::setPermissions(place == u"locked folder" ? dir : file, QFile::ReadOwner | QFile::ExeOwner)
+                || !QJTest::Scratch::obeyPermissions())
+                return u"cannot take the write permission away"_s;
+        }
+        // 100 kB: more than the whole 64 kB scratch file system.
+        const QJValue next = place == u"full" ? QJValue(QString(100000, u'x')) : QJValue(u"two"_s);
+        defaults.setObject(next, u"version"_s);
+        if (defaults.synchronize())
+            return u"synchronize() answered success"_s;
+        if (contents(file) != before)
+            return u"the file changed to: "_s + QString::fromUtf8(contents(file).left(300));
+        if (QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden)
+            != QStringList {u"settings.plist"_s})
+            return u"left beside the file: "_s
+                + QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).join(u' ');
+        if (defaults.objectForKey(u"version"_s) != next)
+            return u"the change was lost in memory"_s;
+        return QString();
+    });
+}
+
+void TestQJFiles::settingsAtPathsThatAreNoFile()
+{
+    const QString dir = m_dir.filePath(u"folder.plist"_s);
+    QVERIFY(QDir().mkpath(dir + u"/inside"_s));
+    QFile plain(m_dir.filePath(u"plain-file"_s));
+    QVERIFY(plain.open(QIODevice::WriteOnly) && plain.write("x") == 1);
+    plain.close();
+    for (const QString &path : {dir, plain.fileName() + u"/settings.plist"_s}) {
+        QJUserDefaults defaults(path);
+        QVERIFY(defaults.objectForKey(u"k"_s).isNone());
+        defaults.setObject(u"v"_s, u"k"_s);
+        QVERIFY(!defaults.synchronize());
+    }
+    QVERIFY(QFileInfo(dir).isDir());
+    QCOMPARE(QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList {u"inside"_s});
+    QCOMPARE(contents(plain.fileName()), QByteArray("x"));
+}
+
+// A settings file or strings table larger than the limit is not read at all: memory does not
+// rise by the file's size.
+void TestQJFiles::hugeFilesAreRefusedUnread()
+{
+    const QString settings = m_dir.filePath(u"huge.plist"_s);
+    const QString table = m_dir.filePath(u"bundle/en.lproj/Huge.strings"_s);
+    QVERIFY(QDir().mkpath(QFileInfo(table).absolutePath()));
+    QVERIFY(makeSparse(settings, PL::MaximumSize + 1));
+    QVERIFY(makeSparse(table, PL::MaximumSize + 1));
+    QJValue value;
+    QString localized;
+    const qint64 rise = QJTest::peakMemoryRiseKiB([&] {
+        QJUserDefaults defaults(settings);
+        value = defaults.objectForKey(u"k"_s);
+        localized = QJBundle(m_dir.filePath(u"bundle"_s)).localizedStringForKey(u"k"_s, QString(), u"Huge"_s);
+    });
+    QVERIFY(value.isNone());
+    QCOMPARE(localized, u"k"_s);
+    if (rise < 0)
+        QSKIP("the kernel does not report peak memory");
+    QVERIFY2(rise < 64 * 1024, qPrintable(u"memory rose by %1 KiB"_s.arg(rise)));
+}
+
+QTEST_GUILESS_MAIN(TestQJFiles)
+#include "tst_qjfiles.moc"
