@@ -2,6 +2,7 @@
 #include "QJBundle.h"
 #include "QJPropertyListSerialization.h"
 #include "qjkitversion.h"
+#include "qjplistformats_p.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -98,7 +99,7 @@ std::optional<QJDictionary> loadTable(const QString &path)
     if (file.open(QIODevice::ReadOnly) && file.size() <= QJPropertyListSerialization::MaximumSize) {
         // Bounded for a file whose size says nothing (a pipe, a device): more than the limit is refused.
         const QJValue parsed = QJPropertyListSerialization::stringsTableFromData(
-            file.read(QJPropertyListSerialization::MaximumSize + 1));
+            QJPlist::readBounded(file, QJPropertyListSerialization::MaximumSize));
         if (parsed.isDictionary())
             table = parsed.toDictionary();
     }

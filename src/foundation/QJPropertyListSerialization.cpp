@@ -105,8 +105,9 @@ QJValue QJPropertyListSerialization::propertyListFromFile(
         setError(errorString, u"the file is larger than %1 bytes"_s.arg(MaximumSize));
         return QJValue();
     }
-    const QByteArray data = file.read(MaximumSize + 1);
-    if (file.error() != QFileDevice::NoError) {
+    bool ok = true;
+    const QByteArray data = QJPlist::readBounded(file, MaximumSize, &ok);
+    if (!ok) {
         setError(errorString, file.errorString());
         return QJValue();
     }
@@ -157,4 +158,31 @@ QJValue QJPropertyListSerialization::stringsTableFromData(const QByteArray &data
         return QJValue();
     }
     return table;
+}
+
+QByteArray QJPlist::readBounded(QIODevice &device, qint64 limit, bool *ok)
+{
+    if (ok)
+        *ok = true;
+    QByteArray data;
+    if (!device.isSequential())
+        data.reserve(qsizetype(qBound<qint64>(0, device.size() - device.pos(), limit) + 1));
+    constexpr qint64 BlockSize = 64 * 1024;
+    while (data.size() <= limit) {
+        const qsizetype at = data.size();
+        const qint64 wanted = qMin<qint64>(BlockSize, limit + 1 - at);
+        data.resize(at + qsizetype(wanted));
+        const qint64 n = device.read(data.data() + at, wanted);
+        if (n <= 0) {
+            data.truncate(at);
+            if (n < 0) {
+                if (ok)
+                    *ok = false;
+                return QByteArray();
+            }
+            break;
+        }
+        data.truncate(at + qsizetype(n));
+    }
+    return data;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJUserDefaults.h"
 #include "QJPropertyListSerialization.h"
+#include "qjplistformats_p.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -18,7 +19,7 @@ bool readPlist(QIODevice &device, QSettings::SettingsMap &map)
     // Larger files are refused unread; a pipe or device is read up to just past the limit.
     if (!device.isSequential() && device.size() > QJPropertyListSerialization::MaximumSize)
         return false;
-    const QByteArray data = device.read(QJPropertyListSerialization::MaximumSize + 1);
+    const QByteArray data = QJPlist::readBounded(device, QJPropertyListSerialization::MaximumSize);
     if (data.trimmed().isEmpty())
         return true;
     const QJValue plist = QJPropertyListSerialization::propertyListFromData(data);

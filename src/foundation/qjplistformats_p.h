@@ -4,6 +4,7 @@
 #include "QJValue.h"
 
 #include <QByteArray>
+#include <QIODevice>
 #include <QString>
 
 // The individual property-list formats behind QJPropertyListSerialization.
@@ -17,6 +18,10 @@ QJValue readOldStyle(QStringView text, QJMutability mutability, bool stringsFile
 // Decodes text by its byte-order mark (UTF-8 or UTF-16 of either order), UTF-8 without one;
 // fails on invalid UTF-8.
 bool decodeText(const QByteArray &data, QString *text);
+// Reads @p device to its end, but no more than @p limit + 1 bytes, so that a caller can tell an
+// oversized input. Memory grows with what is read: QIODevice::read(limit + 1) would reserve the
+// whole limit even for a small file. Answers an empty array with *ok false on a read error.
+QByteArray readBounded(QIODevice &device, qint64 limit, bool *ok = nullptr);
 // Orders strings by Unicode code point (UTF-16 code-unit order differs above U+D7FF).
 bool lessByCodePoint(const QString &a, const QString &b);
 } // namespace QJPlist

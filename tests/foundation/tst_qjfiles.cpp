@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/resource.h>
+
 using namespace Qt::StringLiterals;
 using PL = QJPropertyListSerialization;
 
@@ -41,6 +43,7 @@ private Q_SLOTS:
     void settingsWhereTheyCannotBeWritten();
     void settingsAtPathsThatAreNoFile();
     void hugeFilesAreRefusedUnread();
+    void smallFilesReserveLittleMemory();
 };
 
 void TestQJFiles::settingsWhereTheyCannotBeWritten_data()
@@ -133,6 +136,38 @@ void TestQJFiles::hugeFilesAreRefusedUnread()
     if (rise < 0)
         QSKIP("the kernel does not report peak memory");
     QVERIFY2(rise < 64 * 1024, qPrintable(u"memory rose by %1 KiB"_s.arg(rise)));
+}
+
+// Reading a small file must not reserve room for the largest one: with its address space limited
+// to 128 MB above what it uses, a process still reads a property list, a settings file and a
+// strings table (a reservation it cannot get throws std::bad_alloc).
+void TestQJFiles::smallFilesReserveLittleMemory()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    QSKIP("a sanitizer reserves terabytes of address space for itself");
+#endif
+    const QString plist = m_dir.filePath(u"small.plist"_s);
+    QVERIFY(PL::writePropertyListToFile(QJDictionary {{u"k"_s, u"v"_s}}, plist, false));
+    const QString table = m_dir.filePath(u"small/en.lproj/Small.strings"_s);
+    QVERIFY(QDir().mkpath(QFileInfo(table).absolutePath()));
+    QVERIFY(QFile::copy(plist, table));
+    QJ_RUN_IN_SCRATCH(QString(), 0, [&](QJTest::Scratch &) {
+        const rlim_t used = rlim_t(QJTest::residentKiB("VmSize")) * 1024;
+        const rlimit limit {used + (rlim_t(128) << 20), used + (rlim_t(128) << 20)};
+        if (::setrlimit(RLIMIT_AS, &limit) != 0)
+            return u"cannot limit the address space"_s;
+        try {
+            if (PL::propertyListFromFile(plist).valueForKey(u"k"_s) != QJValue(u"v"_s))
+                return u"the property list did not read"_s;
+            if (QJUserDefaults(plist).objectForKey(u"k"_s) != QJValue(u"v"_s))
+                return u"the settings did not read"_s;
+            if (QJBundle(m_dir.filePath(u"small"_s)).localizedStringForKey(u"k"_s, QString(), u"Small"_s) != u"v")
+                return u"the strings table did not read"_s;
+        } catch (const std::bad_alloc &) {
+            return u"reading a small file ran out of address space"_s;
+        }
+        return QString();
+    });
 }
 
 QTEST_GUILESS_MAIN(TestQJFiles)
