@@ -1,7 +1,8 @@
 # QJKit — quick start on Debian 12:
 #   make demo    installs what is missing, builds, and runs the demo
 #   make test    installs what is missing, builds, and runs every test
-# Other targets: build, install (PREFIX=...), bench, fuzz, docs, format, sanitize, clean.
+#   make sanitize  runs the tests again under the address, undefined-behaviour, leak and thread sanitizers
+# Other targets: build, install (PREFIX=...), bench, fuzz, docs, format, clean.
 
 BUILD_DIR  ?= build
 BUILD_TYPE ?= RelWithDebInfo
@@ -14,7 +15,8 @@ PACKAGES := build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-d
 CMAKE_CONFIGURE = cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) \
                   -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 
-.PHONY: all deps configure build test check-example install demo tour format clean fuzz
+.PHONY: all deps configure build test check-example install demo tour format clean fuzz sanitize \
+        sanitize-address sanitize-thread
 
 all: build
 
@@ -54,7 +56,22 @@ format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD_DIR)
+	rm -rf $(BUILD_DIR) build-asan build-tsan build-fuzz
+
+# The whole test suite again under AddressSanitizer + UndefinedBehaviorSanitizer with
+# LeakSanitizer (build-asan), then the threaded tests (label "threads") under ThreadSanitizer
+# (build-tsan, which builds only them). Any report fails the test that made it, and so the run.
+sanitize: sanitize-address sanitize-thread
+
+sanitize-address: deps
+	cmake --preset asan > /dev/null
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset asan -j $(JOBS)
+
+sanitize-thread: deps
+	cmake --preset tsan > /dev/null
+	cmake --build --preset tsan -j $(JOBS) --target threads-tests
+	ctest --preset tsan -j $(JOBS)
 
 # Runs every libFuzzer target for FUZZ_SECONDS seconds (default 60).
 fuzz:
