@@ -14,7 +14,7 @@ int main(int argc, char **argv)
     for (int i = 1; i < argc; ++i)
         words.append(QString::fromLocal8Bit(argv[i]));
     qsizetype used = 0;
-    const Cli::Command *command = Cli::findCommand(words, &used);
+    [[maybe_unused]] const Cli::Command *command = Cli::findCommand(words, &used); // only a GUI build asks
 
     std::unique_ptr<QCoreApplication> app;
 #ifdef QJKIT_HAVE_GUI
