@@ -18,9 +18,12 @@ for target in "$build"/fuzz/fuzz_*; do
   corpus="$build/corpus/$corpus_name"
   mkdir -p "$corpus"
   [[ -d fuzz/corpus/$corpus_name ]] && cp -n fuzz/corpus/"$corpus_name"/* "$corpus"/ 2>/dev/null || true
+  # fuzz/<target>.options: extra libFuzzer flags for one target, one per line.
+  extra=()
+  [[ -f fuzz/$name.options ]] && mapfile -t extra < <(grep -v '^#' "fuzz/$name.options")
   echo "== $name: ${seconds}s"
   if ! "$target" "$corpus" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=65536 \
-        -artifact_prefix="$build/findings/$name-" -print_final_stats=1 2>"$build/findings/$name.log"; then
+        "${extra[@]}" -artifact_prefix="$build/findings/$name-" -print_final_stats=1 2>"$build/findings/$name.log"; then
     echo "   FAILED: see $build/findings/$name.log"; status=1
   fi
   grep -E "stat::number_of_executed_units|cov:" "$build/findings/$name.log" | tail -2 | sed 's/^/   /'
