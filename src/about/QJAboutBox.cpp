@@ -139,7 +139,7 @@ QJAboutWindow *QJAboutBox::window()
         // gives pictures, and clicks on either picture close the box like clicks on the background.
         const QIcon icon = QApplication::windowIcon();
         if (!icon.isNull())
-            appIconImageView->setImage(icon.pixmap(appIconImageView->size()));
+            appIconImageView->setImage(icon.pixmap(appIconImageView->size(), appIconImageView->devicePixelRatioF()));
         appNameImageView->setText(QJBundle::mainBundle().objectForInfoDictionaryKey(u"CFBundleName"_s).toString());
         for (QJAboutImageView *view : {appIconImageView.data(), appNameImageView.data()}) {
             view->setTarget(this);
@@ -173,7 +173,8 @@ void QJAboutBox::awakeFromNib()
     window->setPalette(colors);
     window->setAutoFillBackground(true);
     connect(window, &QJAboutWindow::didResignActive, this, &QJAboutBox::windowDidResignKey);
-    window->move(screenForAboutBox()->availableGeometry().center() - window->rect().center());
+    if (const QScreen *screen = screenForAboutBox())
+        window->move(screen->availableGeometry().center() - window->rect().center());
     previous->disconnect(this);
     aboutWindow = window;
     delete previous;
