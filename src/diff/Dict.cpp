@@ -5,46 +5,89 @@
 
 namespace
 {
-// 64-bit FNV-1a over the key's bytes, with a final mix so that both halves are usable.
-std::uint64_t hashKey(const char *key)
+constexpr std::size_t initialSlots = 16;
+constexpr std::size_t headBytes = 16;
+} // namespace
+
+namespace
 {
-    std::uint64_t h = 0xcbf29ce484222325ull;
-    for (const unsigned char *p = reinterpret_cast<const unsigned char *>(key); *p; ++p)
-        h = (h ^ *p) * 0x100000001b3ull;
-    h ^= h >> 29;
-    h *= 0xbf58476d1ce4e5b9ull;
-    h ^= h >> 32;
-    return h;
+std::uint64_t load64(const char *p)
+{
+    std::uint64_t w;
+    std::memcpy(&w, p, 8);
+    return w;
 }
 
-constexpr std::size_t initialSlots = 16;
+std::uint64_t load32(const char *p)
+{
+    std::uint32_t w;
+    std::memcpy(&w, p, 4);
+    return w;
+}
+
+std::uint64_t mix(std::uint64_t h, std::uint64_t word)
+{
+    h = (h ^ word) * 0xbf58476d1ce4e5b9ull;
+    return h ^ (h >> 31);
+}
 } // namespace
+
+Dict::hashed_key Dict::hash(const char *key)
+{
+    // Fixed-size loads only (overlapping ones for the ends): the keys are mostly short words, and
+    // every lookup hashes one. head holds the first 16 bytes, zero-padded, in little-endian order.
+    const std::size_t n = std::strlen(key);
+    hashed_key k {key, n, 0, {0, 0}};
+    if (n >= 8) {
+        k.head[0] = load64(key);
+        if (n >= 16)
+            k.head[1] = load64(key + 8);
+        else if (n > 8)
+            k.head[1] = load64(key + n - 8) >> (8 * (16 - n));
+    } else if (n >= 4) {
+        k.head[0] = load32(key) | (load32(key + n - 4) << (8 * (n - 4)));
+    } else if (n > 0) {
+        const auto byte = [key](std::size_t i) { return std::uint64_t(static_cast<unsigned char>(key[i])); };
+        k.head[0] = byte(0) | (byte(n / 2) << (8 * (n / 2))) | (byte(n - 1) << (8 * (n - 1)));
+    }
+    std::uint64_t h = mix(mix(0x9e3779b97f4a7c15ull ^ n, k.head[0]), k.head[1]);
+    if (n > 16) {
+        std::size_t i = 16;
+        for (; i + 8 <= n; i += 8)
+            h = mix(h, load64(key + i));
+        if (i < n)
+            h = mix(h, load64(key + n - 8));
+    }
+    h *= 0x94d049bb133111ebull;
+    k.hash = h ^ (h >> 32);
+    return k;
+}
 
 Dict::Dict() : counts(1, 0), values(1, 0), keys(1, nullptr), nextSameKey(1, -1) { }
 
 Dict::~Dict() = default;
 
-Dict::Slot *Dict::find(const char *key, std::uint64_t hash, std::size_t *freePosition)
+[[gnu::always_inline]] inline Dict::Slot *Dict::find(const hashed_key &key, std::size_t *freePosition)
 {
     if (slots.empty()) {
-        if (freePosition)
-            *freePosition = std::size_t(-1);
+        *freePosition = std::size_t(-1);
         return nullptr;
     }
     const std::size_t mask = slots.size() - 1;
-    for (std::size_t i = std::size_t(hash) & mask;; i = (i + 1) & mask) {
+    for (std::size_t i = std::size_t(key.hash) & mask;; i = (i + 1) & mask) {
         Slot &s = slots[i];
         if (!s.key) {
-            if (freePosition)
-                *freePosition = i;
+            *freePosition = i;
             return nullptr;
         }
-        if (s.hash == hash && std::strcmp(s.key, key) == 0)
+        if (s.hash != key.hash || s.length != key.length || s.head[0] != key.head[0] || s.head[1] != key.head[1])
+            continue;
+        if (key.length <= headBytes || std::strcmp(s.key + headBytes, key.text + headBytes) == 0)
             return &s;
     }
 }
 
-int Dict::firstLive(Slot &slot)
+[[gnu::always_inline]] inline int Dict::firstLive(Slot &slot)
 {
     int e = slot.live;
     while (e >= 0 && counts[std::size_t(e)] <= 0)
@@ -56,7 +99,7 @@ int Dict::firstLive(Slot &slot)
 void Dict::grow()
 {
     std::vector<Slot> old = std::move(slots);
-    slots.assign(old.empty() ? initialSlots : old.size() * 2, Slot {nullptr, 0, -1, -1});
+    slots.assign(old.empty() ? initialSlots : old.size() * 2, Slot {});
     const std::size_t mask = slots.size() - 1;
     for (const Slot &s : old) {
         if (!s.key)
@@ -70,7 +113,13 @@ void Dict::grow()
 
 int Dict::_index(const char *key)
 {
-    Slot *slot = find(key, hashKey(key), nullptr);
+    return _index(hash(key));
+}
+
+int Dict::_index(const hashed_key &key)
+{
+    std::size_t position;
+    Slot *slot = find(key, &position);
     return slot ? firstLive(*slot) : -1;
 }
 
@@ -85,14 +134,18 @@ int Dict::get(const char *key)
 
 void Dict::set(const char *key, int value)
 {
-    const std::uint64_t hash = hashKey(key);
+    set(hash(key), value);
+}
+
+void Dict::set(const hashed_key &key, int value)
+{
     std::size_t position = 0;
-    Slot *slot = find(key, hash, &position);
+    Slot *slot = find(key, &position);
     int i = slot ? firstLive(*slot) : -1;
     if (i < 0) {
         // Append an entry: it takes the terminator's place and a new terminator follows it.
         i = int(keys.size()) - 1;
-        keys[std::size_t(i)] = key;
+        keys[std::size_t(i)] = key.text;
         keys.push_back(nullptr);
         counts.push_back(0);
         values.push_back(0);
@@ -103,11 +156,11 @@ void Dict::set(const char *key, int value)
             if (slot->live < 0)
                 slot->live = i;
         } else {
-            if ((usedSlots + 1) * 2 > slots.size()) {
+            if ((usedSlots + 1) * 4 > slots.size() * 3) {
                 grow();
-                find(key, hash, &position);
+                find(key, &position);
             }
-            slots[position] = Slot {key, hash, i, i};
+            slots[position] = Slot {key.hash, key.text, i, i, key.length, {key.head[0], key.head[1]}};
             ++usedSlots;
         }
     }

@@ -65,6 +65,21 @@ public:
     int value_at(int i) const { return values[std::size_t(i)]; }
     /** @return the key pointer of entry @p i (the terminator reads null). */
     const char *key_at(int i) const { return keys[std::size_t(i)]; }
+    /** A key with its length and hash, computed once for lookups in several tables. */
+    struct hashed_key
+    {
+        const char *text;
+        std::size_t length;
+        std::uint64_t hash;
+        std::uint64_t head[2]; // the first 16 bytes, zero-padded: a short key compares here
+    };
+    /** @return @p key with its length and the hash of its content. */
+    static hashed_key hash(const char *key);
+    /** The same as _index(key.text). */
+    int _index(const hashed_key &key);
+    /** The same as set(key.text, value). */
+    void set(const hashed_key &key, int value);
+
     /**
      * Consumes one occurrence of entry @p i directly, for a caller that has just found it with
      * _index(): the same as get() without a second lookup.
@@ -74,13 +89,15 @@ public:
 private:
     struct Slot
     {
+        std::uint64_t hash; // the key's hash: places the slot and skips most comparisons
         const char *key; // null: free slot
-        std::uint64_t hash; // the key's hash: places the slot and skips most string comparisons
         int live; // no entry of this key before it has a count above 0; -1: none known
         int last; // the key's most recent entry
+        std::size_t length;
+        std::uint64_t head[2]; // as in hashed_key: a short key is compared without its pointer
     };
 
-    Slot *find(const char *key, std::uint64_t hash, std::size_t *freePosition);
+    Slot *find(const hashed_key &key, std::size_t *freePosition);
     int firstLive(Slot &slot);
     void grow();
 

@@ -81,13 +81,14 @@ void DiffEngine::diff(const std::function<void(DiffOperation &&)> &emit)
     // string keeps min(occurrences in the from middle, occurrences in the to middle) tokens on
     // each side, its first occurrences in order.
     for (int j = p; j < toEnd; ++j) {
-        const int e = from_dict->_index(to[j]);
+        const Dict::hashed_key key = Dict::hash(to[j]);
+        const int e = from_dict->_index(key);
         unsigned char flag = 1;
         if (e >= 0) {
             from_dict->decrement_at(e);
             flag = from_dict->value_at(e) == 0 ? 1 : 0;
             if (flag == 0) {
-                to_dict->set(to[j], 1);
+                to_dict->set(key, 1);
                 to_common[std::size_t(n_to_common++)] = to[j];
             }
         }
