@@ -5,9 +5,11 @@
 #include "qjdifftokens_p.h"
 
 #include <QByteArray>
+#include <QtEndian>
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 
 using namespace Qt::StringLiterals;
@@ -64,32 +66,50 @@ const ByteClasses &classesFor(int type)
     }
 }
 
-// Appends @p tokens to @p out, each followed by a blank, as UTF-8.
-void appendJoined(QByteArray &out, const std::vector<const char *> &tokens)
+// The index of the first separator of type @p type (words or lines; any other type but
+// punctuation has none) at or after @p i, or @p n. Eight bytes at a time.
+qsizetype nextSeparator(const char *bytes, qsizetype i, qsizetype n, int type)
 {
-    static constexpr std::string_view missing = "(null)";
-    for (const char *token : tokens) {
-        const std::string_view bytes(token);
-        // A token cut inside a multi-byte character has no string form; the join shows what a
-        // missing string formats as.
-        const std::string_view shown = QJDiffTokenizer::isValidUtf8(bytes) ? bytes : missing;
-        out.append(shown.data(), qsizetype(shown.size()));
-        out.append(' ');
+    if (type != ComparisonWords && type != ComparisonLines)
+        return n;
+    constexpr quint64 ones = 0x0101010101010101ull;
+    constexpr quint64 highs = 0x8080808080808080ull;
+    const auto hasByte = [](quint64 w, unsigned char b) {
+        const quint64 v = w ^ (b * ones);
+        return (v - ones) & ~v & highs;
+    };
+    for (; n - i >= 8; i += 8) {
+        // Byte k of the text is byte k of the word, so the lowest flagged byte is the first
+        // separator (a false flag can only follow a true one).
+        const quint64 w = qFromLittleEndian<quint64>(bytes + i);
+        if (const quint64 found = hasByte(w, '\n') | (type == ComparisonWords ? hasByte(w, ' ') : 0))
+            return i + std::countr_zero(found) / 8;
     }
+    while (i < n && bytes[i] != '\n' && (type != ComparisonWords || bytes[i] != ' '))
+        ++i;
+    return i;
 }
 
+// Joins @p tokens with single blanks. A token cut inside a multi-byte character has no string
+// form; the join shows what a missing string formats as.
 QString joined(const std::vector<const char *> &tokens)
 {
+    static constexpr std::string_view missing = "(null)";
     if (tokens.empty())
         return u""_s;
     std::size_t size = 0;
     for (const char *token : tokens)
         size += std::strlen(token) + 1;
-    QByteArray bytes;
-    bytes.reserve(qsizetype(size));
-    appendJoined(bytes, tokens);
-    bytes.chop(1); // the blank after the last token
-    return QString::fromUtf8(bytes);
+    QByteArray bytes(qsizetype(size + missing.size() * tokens.size()), Qt::Uninitialized);
+    char *w = bytes.data();
+    for (const char *token : tokens) {
+        const std::string_view t(token);
+        const std::string_view shown = QJDiffTokenizer::isValidUtf8(t) ? t : missing;
+        std::memcpy(w, shown.data(), shown.size());
+        w += shown.size();
+        *w++ = ' ';
+    }
+    return QString::fromUtf8(bytes.constData(), w - bytes.constData() - 1); // without the last blank
 }
 } // namespace
 
@@ -97,6 +117,8 @@ bool QJDiffTokenizer::isValidUtf8(std::string_view bytes)
 {
     const auto *p = reinterpret_cast<const unsigned char *>(bytes.data());
     const auto *end = p + bytes.size();
+    while (p < end && *p < 0x80) // the usual case, and quick
+        ++p;
     while (p < end) {
         const unsigned char c = *p;
         if (c < 0x80) {
@@ -137,39 +159,68 @@ bool QJDiffTokenizer::isValidUtf8(std::string_view bytes)
 
 void QJDiffTokenizer::split(QJDiffTokens &out, const QString &text, int type)
 {
-    const QByteArray utf8 = text.toUtf8();
+    out.tokens.clear();
+    out.tokens.shrink_to_fit();
+    out.storage = text.toUtf8();
     // Deliberately the UTF-16 length: a text beyond ASCII has its last bytes left out. The UTF-8
     // form is never shorter, so the bound only guards.
-    const qsizetype n = std::min(text.size(), utf8.size());
-    const auto *bytes = reinterpret_cast<const unsigned char *>(utf8.constData());
+    const qsizetype n = std::min(text.size(), out.storage.size());
+    char *bytes = out.storage.data();
     const ByteClasses &classes = classesFor(type);
 
-    out.tokens.clear();
-    out.arena.clear();
-    // Every token is a slice of the scanned bytes plus its NUL, and tokens never overlap, so 2n
-    // bytes always suffice: the arena never moves and the pointers into it stay valid.
-    std::vector<char>().swap(out.arena);
-    out.arena.reserve(std::size_t(2 * n));
-
-    auto emit = [&](qsizetype from, qsizetype to) {
-        out.tokens.push_back(out.arena.data() + out.arena.size());
-        out.arena.insert(out.arena.end(), utf8.constData() + from, utf8.constData() + to);
-        out.arena.push_back('\0');
-    };
-
-    qsizetype start = -1; // the pending token's first byte; -1 while there is none
-    for (qsizetype i = 0; i < n; ++i) {
-        const unsigned char c = classes[bytes[i]];
-        if (c == Ordinary) {
-            if (start < 0)
-                start = i;
-        } else if (start >= 0) {
-            emit(start, i);
-            start = c == StartsToken ? i : -1;
+    if (type != ComparisonPunctuation) {
+        // Every token ends at a dropped separator or at the end of the scan, so the UTF-8 form
+        // itself holds the tokens once each such byte is a NUL (past the last byte there is one).
+        // A token and its separator take two bytes at least: the array never grows, and the
+        // room it does not use is never touched.
+        out.tokens.reserve(std::size_t(n / 2 + 1));
+        for (qsizetype i = 0; i < n;) {
+            while (i < n && classes[static_cast<unsigned char>(bytes[i])] != Ordinary)
+                ++i;
+            if (i == n)
+                break;
+            out.tokens.push_back(bytes + i);
+            i = nextSeparator(bytes, i, n, type);
+            if (i < n)
+                bytes[i++] = '\0'; // the separator, scanned
+            else if (n < out.storage.size())
+                bytes[n] = '\0'; // the first byte left out of the scan
         }
+        return;
     }
-    if (start >= 0)
-        emit(start, n);
+
+    auto scan = [&](auto &&emit) {
+        qsizetype start = -1; // the pending token's first byte; -1 while there is none
+        for (qsizetype i = 0; i < n; ++i) {
+            const unsigned char c = classes[static_cast<unsigned char>(bytes[i])];
+            if (c == Ordinary) {
+                if (start < 0)
+                    start = i;
+            } else if (start >= 0) {
+                emit(start, i);
+                start = c == StartsToken ? i : -1;
+            }
+        }
+        if (start >= 0)
+            emit(start, n);
+    };
+    std::size_t count = 0;
+    qsizetype size = 0;
+    scan([&](qsizetype from, qsizetype to) {
+        ++count;
+        size += to - from + 1;
+    });
+    out.tokens.reserve(count);
+    // A punctuation mark ends one token and starts the next, so each token is copied.
+    QByteArray copies(size, Qt::Uninitialized);
+    char *w = copies.data();
+    scan([&](qsizetype from, qsizetype to) {
+        out.tokens.push_back(w);
+        std::memcpy(w, bytes + from, std::size_t(to - from));
+        w += to - from;
+        *w++ = '\0';
+    });
+    out.storage = std::move(copies);
 }
 
 DiffObject::DiffObject(const DiffOperation *op)

@@ -5,14 +5,15 @@
 
 #include "qjkitcore_export.h"
 
+#include <QByteArray>
 #include <QString>
 
 #include <string_view>
 #include <vector>
 
 /**
- * The tokens of one text: NUL-terminated byte strings stored one after another in a single
- * buffer, and pointers to them in text order. Freed as a whole, with the text's other tokens.
+ * The tokens of one text: NUL-terminated byte strings in a single buffer, and pointers to them in
+ * text order. Freed as a whole, with the text's other tokens.
  */
 struct QJKITCORE_EXPORT QJDiffTokens
 {
@@ -20,7 +21,7 @@ struct QJKITCORE_EXPORT QJDiffTokens
     QJDiffTokens(const QJDiffTokens &) = delete;
     QJDiffTokens &operator=(const QJDiffTokens &) = delete;
 
-    std::vector<char> arena;
+    QByteArray storage;
     std::vector<const char *> tokens;
 };
 
