@@ -3,6 +3,9 @@
 #include <QJDifferenceHtml.h>
 #include <qjdifftokens_p.h>
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -160,6 +163,29 @@ private Q_SLOTS:
             u"<div class=\"qj-diff\"><span class=\"qj-same\">&lt;a&gt;</span> <del class=\"qj-changed\">x "
             "&amp;</del><ins class=\"qj-changed\">&quot;q&quot;</ins> <span class=\"qj-same\">y</span> "
             "<del class=\"qj-deleted\">z</del></div>"_s);
+    }
+
+    // The command writes its JSON itself; it must read as QJsonDocument would write it.
+    void commandEscapesAsQt()
+    {
+        QString oldText = u"é😀\u2028\u00a0 "_s;
+        for (char16_t c = 1; c < 128; ++c)
+            oldText += QChar(c);
+        oldText += u"zzzzzz"_s; // left out: the UTF-8 form is six bytes longer
+        QTemporaryDir dir;
+        QFile f(dir.filePath(u"old"_s));
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(oldText.toUtf8()) > 0);
+        f.close();
+        QProcess tool;
+        tool.start(qEnvironmentVariable("QJKIT_TOOL"), {u"diff"_s, u"--type=9"_s, f.fileName(), u"/dev/null"_s});
+        QVERIFY(tool.waitForFinished(30000));
+        QJsonArray differences;
+        for (const DiffObject &d : compare(9, oldText, QString()))
+            differences.append(QJsonObject {{u"new"_s, d.newValue()}, {u"old"_s, d.oldValue()}, {u"type"_s, d.type()}});
+        QCOMPARE(differences.size(), 1);
+        QVERIFY(differences.at(0)[u"old"_s].toString().endsWith(u"~\x7f"_s));
+        const QJsonObject expected {{u"differences"_s, differences}, {u"match"_s, 0}};
+        QCOMPARE(tool.readAllStandardOutput(), QJsonDocument(expected).toJson(QJsonDocument::Compact) + '\n');
     }
 
     void command_data()

@@ -5,12 +5,14 @@
 #include <QJDifferenceEngine.h>
 #include <QJDifferenceHtml.h>
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
+#include <QStringDecoder>
 
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -43,20 +45,78 @@ QJsonValue matchJson(float match)
     return QJsonValue(QByteArray(digits, end - digits).toDouble());
 }
 
+// Appends @p text to @p out as a JSON string, escaped as QJsonDocument escapes it.
+void appendJsonString(QByteArray &out, const QString &text)
+{
+    static constexpr char hex[] = "0123456789abcdef";
+    const QByteArray utf8 = text.toUtf8();
+    out += '"';
+    const char *p = utf8.constData();
+    const char *end = p + utf8.size();
+    // Whether any of eight bytes is a control character, a quote or a backslash.
+    auto needsEscape = [](quint64 w) {
+        constexpr quint64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+        auto hasZero = [](quint64 v) { return (v - ones) & ~v & highs; };
+        return ((w - 0x20 * ones) & ~w & highs) | hasZero(w ^ ('"' * ones)) | hasZero(w ^ ('\\' * ones));
+    };
+    while (p < end) {
+        const char *plain = p;
+        for (quint64 w; end - p >= 8 && (std::memcpy(&w, p, 8), !needsEscape(w));)
+            p += 8;
+        while (p < end && static_cast<unsigned char>(*p) >= 0x20 && *p != '"' && *p != '\\')
+            ++p;
+        out.append(plain, p - plain);
+        if (p == end)
+            break;
+        const unsigned char c = static_cast<unsigned char>(*p++);
+        switch (c) {
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '\b':
+            out += "\\b";
+            break;
+        case '\f':
+            out += "\\f";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        default:
+            out += "\\u00";
+            out += hex[c >> 4];
+            out += hex[c & 15];
+        }
+    }
+    out += '"';
+}
+
 // Writes {"differences":[…],"match":M} exactly as QJsonDocument writes the whole object in compact
-// form, one difference at a time so that the document is never held whole.
+// form, streaming it so that the document is never held whole.
 void printDifferences(const QList<DiffObject> &differences, float match)
 {
     QByteArray out = "{\"differences\":[";
     for (qsizetype i = 0; i < differences.size(); ++i) {
         const DiffObject &d = differences.at(i);
-        if (i > 0)
-            out += ',';
-        out += QJsonDocument(QJsonObject {{u"new"_s, d.newValue()}, {u"old"_s, d.oldValue()}, {u"type"_s, d.type()}})
-                   .toJson(QJsonDocument::Compact);
+        out += i > 0 ? ",{\"new\":" : "{\"new\":";
+        appendJsonString(out, d.newValue());
+        out += ",\"old\":";
+        appendJsonString(out, d.oldValue());
+        out += ",\"type\":";
+        out += QByteArray::number(d.type());
+        out += '}';
         if (out.size() > (1 << 20)) {
             Cli::writeOut(out);
-            out.clear();
+            out.truncate(0); // keeps the buffer
         }
     }
     const QByteArray number = QJsonDocument(QJsonArray {matchJson(match)}).toJson(QJsonDocument::Compact);
@@ -64,6 +124,22 @@ void printDifferences(const QList<DiffObject> &differences, float match)
     out += number.mid(1, number.size() - 2);
     out += "}\n";
     Cli::writeOut(out);
+}
+
+// Reads a text file as Cli::readText() does, but maps a regular file instead of copying it.
+QString readText(const QString &file)
+{
+    QFile f(file);
+    if (file == u"-" || !f.open(QIODevice::ReadOnly) || f.size() == 0)
+        return Cli::readText(file);
+    const uchar *mapped = f.map(0, f.size());
+    if (!mapped)
+        return Cli::readText(file);
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder(QByteArrayView(mapped, f.size()));
+    if (decoder.hasError())
+        throw Cli::UsageError(u"%1: not valid UTF-8 text"_s.arg(file));
+    return text;
 }
 
 const Cli::Registrar diff({
@@ -81,8 +157,8 @@ const Cli::Registrar diff({
                 throw Cli::UsageError(u"diff: OLD and NEW cannot both be standard input"_s);
             QJDifferenceEngine engine;
             engine.setComparisonType(type);
-            engine.setOldString(Cli::readText(args.at(0)));
-            engine.setNewString(Cli::readText(args.at(1)));
+            engine.setOldString(readText(args.at(0)));
+            engine.setNewString(readText(args.at(1)));
             engine.computeDifferences();
             if (args.flag(u"--html"_s))
                 Cli::printLine(QJDifferenceHtml::htmlFragment(engine.differences()));
