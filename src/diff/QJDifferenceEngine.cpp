@@ -5,12 +5,15 @@
 #include "qjdifftokens_p.h"
 
 #include <QByteArray>
+#include <QStringDecoder>
 #include <QtEndian>
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 using namespace Qt::StringLiterals;
 
@@ -90,72 +93,40 @@ qsizetype nextSeparator(const char *bytes, qsizetype i, qsizetype n, int type)
     return i;
 }
 
+QString decodedUtf8(std::string_view bytes, bool *ok)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
+    *ok = !decoder.hasError();
+    return text;
+}
+
 // Joins @p tokens with single blanks. A token cut inside a multi-byte character has no string
 // form; the join shows what a missing string formats as.
 QString joined(const std::vector<const char *> &tokens)
 {
-    static constexpr std::string_view missing = "(null)";
     if (tokens.empty())
         return u""_s;
-    std::size_t size = 0;
+    std::string bytes;
+    bytes.reserve(tokens.size() * 8);
     for (const char *token : tokens)
-        size += std::strlen(token) + 1;
-    QByteArray bytes(qsizetype(size + missing.size() * tokens.size()), Qt::Uninitialized);
-    char *w = bytes.data();
+        bytes.append(token).push_back(' ');
+    bytes.pop_back();
+    // The blanks are ASCII, so the whole is valid exactly when every token is: decode it at once,
+    // and token by token only when something is amiss.
+    bool ok;
+    QString text = decodedUtf8(bytes, &ok);
+    if (ok)
+        return text;
+    text.clear();
     for (const char *token : tokens) {
-        const std::string_view t(token);
-        const std::string_view shown = QJDiffTokenizer::isValidUtf8(t) ? t : missing;
-        std::memcpy(w, shown.data(), shown.size());
-        w += shown.size();
-        *w++ = ' ';
+        const QString t = decodedUtf8(token, &ok);
+        text += (ok ? t : u"(null)"_s) + u' ';
     }
-    return QString::fromUtf8(bytes.constData(), w - bytes.constData() - 1); // without the last blank
+    text.chop(1);
+    return text;
 }
 } // namespace
-
-bool QJDiffTokenizer::isValidUtf8(std::string_view bytes)
-{
-    const auto *p = reinterpret_cast<const unsigned char *>(bytes.data());
-    const auto *end = p + bytes.size();
-    while (p < end && *p < 0x80) // the usual case, and quick
-        ++p;
-    while (p < end) {
-        const unsigned char c = *p;
-        if (c < 0x80) {
-            ++p;
-            continue;
-        }
-        int length;
-        char32_t value;
-        char32_t minimum;
-        if ((c & 0xE0) == 0xC0) {
-            length = 2;
-            value = c & 0x1F;
-            minimum = 0x80;
-        } else if ((c & 0xF0) == 0xE0) {
-            length = 3;
-            value = c & 0x0F;
-            minimum = 0x800;
-        } else if ((c & 0xF8) == 0xF0) {
-            length = 4;
-            value = c & 0x07;
-            minimum = 0x10000;
-        } else {
-            return false;
-        }
-        if (end - p < length)
-            return false;
-        for (int k = 1; k < length; ++k) {
-            if ((p[k] & 0xC0) != 0x80)
-                return false;
-            value = (value << 6) | (p[k] & 0x3F);
-        }
-        if (value < minimum || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF))
-            return false;
-        p += length;
-    }
-    return true;
-}
 
 void QJDiffTokenizer::split(QJDiffTokens &out, const QString &text, int type)
 {

@@ -8,7 +8,6 @@
 #include <QByteArray>
 #include <QString>
 
-#include <string_view>
 #include <vector>
 
 /**
@@ -32,7 +31,4 @@ namespace QJDiffTokenizer
  * covers the first text.size() bytes of the text's UTF-8 form.
  */
 QJKITCORE_EXPORT void split(QJDiffTokens &out, const QString &text, int type);
-
-/** @return whether @p bytes are well-formed UTF-8 (no overlong forms, surrogates or values past U+10FFFF). */
-QJKITCORE_EXPORT bool isValidUtf8(std::string_view bytes);
 } // namespace QJDiffTokenizer

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include <QJDifferenceEngine.h>
-#include <QJDifferenceHtml.h>
 #include <qjdifftokens_p.h>
 
 #include <QJsonArray>
@@ -86,11 +85,9 @@ private Q_SLOTS:
         QTest::addColumn<float>("match");
         const float nan = std::nanf("");
         QTest::newRow("both empty: 0/0") << 0 << u""_s << u""_s << u""_s << nan;
-        QTest::newRow("only separators") << 0 << u" \n"_s << u"\n\n"_s << u""_s << nan;
         QTest::newRow("identical") << 1 << u"a\nb"_s << u"a\nb"_s << u"0:a b/a b"_s << 1.0f;
         QTest::newRow("one word changed")
             << 0 << u"a b c"_s << u"a x c"_s << u"0:a/a | 1:b/x | 0:c/c"_s << 2.0f / (2.0f * 0.5f + 2.0f);
-        QTest::newRow("reordered") << 0 << u"a b"_s << u"b a"_s << u"0:a b/a b"_s << 1.0f;
         QTest::newRow("all added") << 0 << u""_s << u"x y"_s << u"3:/x y"_s << 0.0f;
         QTest::newRow("punctuation joined with blanks")
             << 2 << u"Hello, world"_s << u"Hello world"_s << u"0:Hello/Hello | 2:,/ | 0:world/world"_s << 0.8f;
@@ -157,14 +154,6 @@ private Q_SLOTS:
         QCOMPARE(got, expected);
     }
 
-    void html()
-    {
-        QCOMPARE(QJDifferenceHtml::htmlFragment(compare(0, u"<a> x & y z"_s, u"<a> \"q\" y"_s)),
-            u"<div class=\"qj-diff\"><span class=\"qj-same\">&lt;a&gt;</span> <del class=\"qj-changed\">x "
-            "&amp;</del><ins class=\"qj-changed\">&quot;q&quot;</ins> <span class=\"qj-same\">y</span> "
-            "<del class=\"qj-deleted\">z</del></div>"_s);
-    }
-
     // The command writes its JSON itself; it must read as QJsonDocument would write it.
     void commandEscapesAsQt()
     {
@@ -194,14 +183,14 @@ private Q_SLOTS:
         QTest::addColumn<int>("status");
         QTest::addColumn<QByteArray>("output");
         const QByteArray runs = "{\"differences\":[{\"new\":\"x\",\"old\":\"x\",\"type\":0},{\"new\":\"q\",\"old\":"
-                                "\"\\\"y\\\" \\\\ \\u0001\\tz\",\"type\":1}],\"match\":";
+                                "\"\\\"y\\\" <& \\u0001\\tz\",\"type\":1}],\"match\":";
         QTest::newRow("lines by default") << QStringList {u"a"_s, u"b"_s} << 0 << runs + "0.4}\n";
         QTest::newRow("words") << QStringList {u"--type"_s, u"words"_s, u"a"_s, u"b"_s} << 0 << runs + "0.33333334}\n";
         QTest::newRow("nothing to compare")
             << QStringList {u"--type=punctuation"_s, u"c"_s, u"-"_s} << 0 << "{\"differences\":[],\"match\":null}\n"_ba;
         QTest::newRow("html") << QStringList {u"--html"_s, u"--type=0"_s, u"a"_s, u"b"_s} << 0
                               << "<div class=\"qj-diff\"><span class=\"qj-same\">x</span> <del class=\"qj-changed\">"
-                                 "&quot;y&quot; \\ \x01\tz</del><ins class=\"qj-changed\">q</ins></div>\n"_ba;
+                                 "&quot;y&quot; &lt;&amp; \x01\tz</del><ins class=\"qj-changed\">q</ins></div>\n"_ba;
         QTest::newRow("invalid UTF-8") << QStringList {u"a"_s, u"bad"_s} << 2
                                        << "qjkit: bad: not valid UTF-8 text\n"_ba;
         QTest::newRow("bad type") << QStringList {u"--type=chars"_s, u"a"_s,
@@ -216,7 +205,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, output);
         QTemporaryDir dir;
         const QList<std::pair<QString, QByteArray>> files {
-            {u"a"_s, "x\n\"y\" \\\n\x01\tz\n"}, {u"b"_s, "x\nq"}, {u"c"_s, "!"}, {u"bad"_s, "a \xff b"}};
+            {u"a"_s, "x\n\"y\" <&\n\x01\tz\n"}, {u"b"_s, "x\nq"}, {u"c"_s, "!"}, {u"bad"_s, "a \xff b"}};
         for (const auto &[name, bytes] : files) {
             QFile f(dir.filePath(name));
             QVERIFY(f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size());
