@@ -107,10 +107,17 @@ void printDifferences(const QList<DiffObject> &differences, float match)
     QByteArray out = "{\"differences\":[";
     for (qsizetype i = 0; i < differences.size(); ++i) {
         const DiffObject &d = differences.at(i);
+        const QString newValue = d.newValue(), oldValue = d.oldValue();
         out += i > 0 ? ",{\"new\":" : "{\"new\":";
-        appendJsonString(out, d.newValue());
+        const qsizetype newStart = out.size();
+        appendJsonString(out, newValue);
+        const qsizetype newEnd = out.size();
         out += ",\"old\":";
-        appendJsonString(out, d.oldValue());
+        // An unchanged run usually holds one string on both sides: escape it once.
+        if (oldValue.constData() == newValue.constData() && oldValue.size() == newValue.size())
+            out += out.mid(newStart, newEnd - newStart);
+        else
+            appendJsonString(out, oldValue);
         out += ",\"type\":";
         out += QByteArray::number(d.type());
         out += '}';
