@@ -160,6 +160,8 @@ void QJDiffTokenizer::split(QJDiffTokens &out, const QString &text, int type)
         return;
     }
 
+    // A punctuation mark ends one token and starts the next, so each token is copied, into one
+    // buffer: a first pass finds its size.
     auto scan = [&](auto &&emit) {
         qsizetype start = -1; // the pending token's first byte; -1 while there is none
         for (qsizetype i = 0; i < n; ++i) {
@@ -182,7 +184,6 @@ void QJDiffTokenizer::split(QJDiffTokens &out, const QString &text, int type)
         size += to - from + 1;
     });
     out.tokens.reserve(count);
-    // A punctuation mark ends one token and starts the next, so each token is copied.
     QByteArray copies(size, Qt::Uninitialized);
     char *w = copies.data();
     scan([&](qsizetype from, qsizetype to) {
