@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 # Times "qjkit diff --type words" beside wdiff and "git diff --no-index --word-diff" on the same
 # generated texts (1,000,000 and 2,000,000 words, differing in 1% of their words) and prints
-# markdown table rows: best wall time of three runs, peak memory, and the ratios.
+# markdown table rows: the best wall time of three runs and its CPU time, peak memory, and the
+# ratios.
 #
 #   bench/diff/compare.sh [QJKIT]     (default: build-bench/tools/qjkit/qjkit, a RelWithDebInfo build)
 set -euo pipefail
@@ -11,21 +12,24 @@ qjkit=$(realpath "${1:-build-bench/tools/qjkit/qjkit}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# best_of_3 CMD...: sets $best (seconds) and $peak (peak resident memory in MB) over three runs.
+# best_of_3 CMD...: runs CMD three times; sets $best (the shortest wall time, s), $cpu (user + system
+# time of that run, s) and $peak (the largest peak resident memory, MB).
 best_of_3() {
-  best= peak=0
+  best= cpu= peak=0
   for _ in 1 2 3; do
+    local start=$EPOCHREALTIME
     /usr/bin/time -v -o "$work/time" "$@" > "$work/out" 2> /dev/null || [[ $? -eq 1 ]]
-    local wall rss
-    wall=$(awk -F': ' '/Elapsed \(wall clock\)/ {n = split($2, p, ":"); s = 0; for (i = 1; i <= n; i++) s = s * 60 + p[i]; print s}' "$work/time")
+    local wall rss used
+    wall=$(awk -v a="$start" -v b="$EPOCHREALTIME" 'BEGIN {printf "%.3f", b - a}')
+    used=$(awk -F': ' '/User time|System time/ {s += $2} END {printf "%.2f", s}' "$work/time")
     rss=$(awk -F': ' '/Maximum resident set size/ {printf "%.1f", $2 / 1024}' "$work/time")
-    if [[ -z "$best" ]] || awk -v a="$wall" -v b="$best" 'BEGIN {exit !(a < b)}'; then best=$wall; fi
+    if [[ -z "$best" ]] || awk -v a="$wall" -v b="$best" 'BEGIN {exit !(a < b)}'; then best=$wall cpu=$used; fi
     if awk -v a="$rss" -v b="$peak" 'BEGIN {exit !(a > b)}'; then peak=$rss; fi
   done
 }
 
-echo "| words | input (MB) | tool | time (s) | peak memory (MB) | memory ÷ input | time ÷ qjkit's |"
-echo "|---|---|---|---|---|---|---|"
+echo "| words | input (MB) | tool | time (s) | CPU (s) | peak memory (MB) | memory ÷ input | time ÷ qjkit's |"
+echo "|---|---|---|---|---|---|---|---|"
 declare -A qjkit_time
 for words in 1000000 2000000; do
   dir="$work/$words"
@@ -41,7 +45,7 @@ for words in 1000000 2000000; do
     [[ $tool == qjkit ]] && qjkit_time[$words]=$best
     ratio=$(awk -v a="$best" -v b="${qjkit_time[$words]}" 'BEGIN {printf "%.1f", a / b}')
     memory=$(awk -v a="$peak" -v b="$input" 'BEGIN {printf "%.1f", a / b}')
-    echo "| $label | $input | $tool | $best | $peak | $memory | $ratio |"
+    echo "| $label | $input | $tool | $best | $cpu | $peak | $memory | $ratio |"
   done
   rm -rf "$dir"
 done
