@@ -153,8 +153,8 @@ const Cli::Registrar diff({
     .name = u"diff"_s,
     .arguments = u"OLD NEW"_s,
     .summary = u"Compares two UTF-8 text files and prints their differences and match value as JSON."_s,
-    .options = {{u"--type"_s, u"TYPE"_s, u"words, lines (the default), punctuation, or a number"_s},
-        {u"--html"_s, QString(), u"prints an HTML fragment with deletions and additions marked"_s}},
+    .options = {{u"--type"_s, u"TYPE"_s, u"Words, lines (the default), punctuation, or a number."_s},
+        {u"--html"_s, QString(), u"Prints an HTML fragment with deletions and additions marked."_s}},
     .minPositional = 2,
     .maxPositional = 2,
     .run =
