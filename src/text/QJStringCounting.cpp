@@ -1,0 +1,261 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "QJStringCounting.h"
+
+#include <bit>
+#include <string>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace QJStringCounting
+{
+namespace
+{
+constexpr char16_t LineFeed = 0x0A;
+constexpr char16_t CarriageReturn = 0x0D;
+
+constexpr bool isWhitespace(char16_t c) noexcept
+{
+    return c == u' ' || c == u'\t' || c == LineFeed;
+}
+
+constexpr bool isLineTerminator(char16_t c) noexcept
+{
+    return c == LineFeed || c == CarriageReturn || c == 0x0085 || c == 0x2028 || c == 0x2029;
+}
+
+// Start of the line that holds index i (i may be the string's length). The line feed of a
+// carriage return + line feed belongs to the line that the pair ends.
+qsizetype lineStart(const char16_t *s, qsizetype n, qsizetype i) noexcept
+{
+    if (i > 0 && i < n && s[i] == LineFeed && s[i - 1] == CarriageReturn)
+        --i;
+    while (i > 0 && !isLineTerminator(s[i - 1]))
+        --i;
+    return i;
+}
+
+// End of the line that holds index i, past its terminator.
+qsizetype lineEnd(const char16_t *s, qsizetype n, qsizetype i) noexcept
+{
+    while (i < n && !isLineTerminator(s[i]))
+        ++i;
+    if (i < n)
+        i += (s[i] == CarriageReturn && i + 1 < n && s[i + 1] == LineFeed) ? 2 : 1;
+    return i;
+}
+
+// Length of the line holding i, terminator included (the platform's line range for (i, 0)).
+quint32 lineLengthAt(const char16_t *s, qsizetype n, qsizetype i) noexcept
+{
+    return quint32(lineEnd(s, n, i) - lineStart(s, n, i));
+}
+
+constexpr quint32 ceilDiv(quint32 a, quint32 w) noexcept
+{
+    return a / w + (a % w != 0 ? 1 : 0);
+}
+
+[[noreturn]] void throwOutside(const char *function, QJRange range, qsizetype length)
+{
+    throw std::out_of_range(std::string(function) + ": range {" + std::to_string(range.location) + ", "
+        + std::to_string(range.length) + "} lies outside the string (length " + std::to_string(length) + ")");
+}
+
+// Line ends seen during the walk. Kept apart from the word and character counting, which only
+// needs to know which code units are whitespace.
+struct Walk
+{
+    const char16_t *s;
+    qsizetype n;
+    quint32 width;
+    bool wholeLines;
+    bool countEmptyLines;
+    qsizetype lineStart; // absolute index where the current line began inside the span
+    quint32 paragraphs = 0;
+    quint32 lines = 0;
+
+    void lineFeedAt(qsizetype i) noexcept
+    {
+        // An empty line (a line feed at the string's start or after another one) counts only when
+        // asked. The unit walked before i is s[i - 1], also at the span's first position.
+        if (countEmptyLines || (i != 0 && s[i - 1] != LineFeed)) {
+            ++paragraphs;
+            quint32 len = wholeLines ? lineLengthAt(s, n, i) - 1 : quint32(i - lineStart);
+            if (len == 0)
+                len = 1;
+            lines += ceilDiv(len, width);
+        }
+        lineStart = i + 1;
+    }
+};
+
+struct Tally
+{
+    quint64 whitespace = 0;
+    quint64 wordStarts = 0;
+};
+
+// Scalar walk of [from, to): whitespace count, word starts, line feeds. prevWs is the state of the
+// code unit before from, and is left at the state of the last one walked.
+void walkScalar(const char16_t *s, qsizetype from, qsizetype to, bool &prevWs, Tally &tally, Walk &walk) noexcept
+{
+    for (qsizetype i = from; i < to; ++i) {
+        const char16_t c = s[i];
+        const bool ws = isWhitespace(c);
+        tally.whitespace += ws;
+        tally.wordStarts += prevWs & !ws;
+        prevWs = ws;
+        if (c == LineFeed)
+            walk.lineFeedAt(i);
+    }
+}
+
+#if defined(__SSE2__)
+// Eight code units at a time. Counters live in 16-bit lanes and are folded into the tally before
+// they can overflow.
+qsizetype walkVector(const char16_t *s, qsizetype from, qsizetype to, bool &prevWs, Tally &tally, Walk &walk) noexcept
+{
+    const __m128i space = _mm_set1_epi16(0x20);
+    const __m128i tab = _mm_set1_epi16(0x09);
+    const __m128i lf = _mm_set1_epi16(0x0A);
+    const __m128i ones = _mm_set1_epi16(1);
+    __m128i carry = prevWs ? _mm_cvtsi32_si128(0xFFFF) : _mm_setzero_si128(); // lane 0: the unit before
+    __m128i wsAcc = _mm_setzero_si128();
+    __m128i startAcc = _mm_setzero_si128();
+    int pending = 0;
+    auto fold = [&] {
+        // Lanes hold at most 32767, so the signed multiply-add is exact.
+        const __m128i w = _mm_madd_epi16(wsAcc, ones);
+        const __m128i st = _mm_madd_epi16(startAcc, ones);
+        alignas(16) qint32 wl[4], sl[4];
+        _mm_store_si128(reinterpret_cast<__m128i *>(wl), w);
+        _mm_store_si128(reinterpret_cast<__m128i *>(sl), st);
+        tally.whitespace += quint64(wl[0]) + quint64(wl[1]) + quint64(wl[2]) + quint64(wl[3]);
+        tally.wordStarts += quint64(sl[0]) + quint64(sl[1]) + quint64(sl[2]) + quint64(sl[3]);
+        wsAcc = _mm_setzero_si128();
+        startAcc = _mm_setzero_si128();
+        pending = 0;
+    };
+
+    qsizetype i = from;
+    for (; to - i >= 8; i += 8) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + i));
+        const __m128i isLf = _mm_cmpeq_epi16(v, lf);
+        const __m128i ws = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, space), _mm_cmpeq_epi16(v, tab)), isLf);
+        const __m128i before = _mm_or_si128(_mm_slli_si128(ws, 2), carry);
+        wsAcc = _mm_sub_epi16(wsAcc, ws);
+        startAcc = _mm_sub_epi16(startAcc, _mm_andnot_si128(ws, before));
+        carry = _mm_srli_si128(ws, 14);
+        if (unsigned lfBits = unsigned(_mm_movemask_epi8(isLf)) & 0x5555u) {
+            do {
+                walk.lineFeedAt(i + std::countr_zero(lfBits) / 2);
+                lfBits &= lfBits - 1;
+            } while (lfBits);
+        }
+        if (++pending == 32767)
+            fold();
+    }
+    fold();
+    prevWs = _mm_cvtsi128_si32(carry) != 0;
+    return i;
+}
+#endif
+} // namespace
+
+void countForRange(QStringView string, QJRange range, bool wholeWords, bool wholeLines, qint32 *paragraphs,
+    qint32 *lines, qint32 *chars, qint32 *words, quint32 lineWidth, bool countEmptyLines, bool countSpaces,
+    qint32 multiplyWith)
+{
+    const char16_t *s = string.utf16();
+    const qsizetype n = string.size();
+    if (range.end() > quint64(n))
+        throwOutside("QJStringCounting::countForRange", range, n);
+    if (!paragraphs || !lines || !chars || !words)
+        throw std::invalid_argument("QJStringCounting::countForRange: a counter pointer is null");
+
+    const quint32 width = lineWidth ? lineWidth : 30;
+    qsizetype start;
+    qsizetype count;
+    char16_t prev;
+    quint32 startRuleWords = 0;
+    if (wholeWords) {
+        start = range.location;
+        while (start > 0) {
+            --start;
+            if (isWhitespace(s[start])) {
+                ++start;
+                break;
+            }
+        }
+        // The unit at the range's end is never examined, and the scan never reaches the last unit
+        // of the string; both are long-standing behaviour that callers' totals depend on.
+        qsizetype end = qsizetype(range.end());
+        while (end < n - 1) {
+            ++end;
+            if (isWhitespace(s[end]))
+                break;
+        }
+        count = end - start;
+        prev = start > 0 ? s[start - 1] : u' ';
+    } else {
+        start = range.location;
+        count = range.length;
+        prev = start > 0 ? s[start - 1] : u' ';
+        const char16_t cur = start < n ? s[start] : u' ';
+        // A range that begins inside a word: the walk only counts words where they begin.
+        if (!isWhitespace(prev) && !isWhitespace(cur))
+            startRuleWords = 1;
+    }
+
+    const qsizetype spanEnd = start + count;
+    Walk walk {s, n, width, wholeLines, countEmptyLines, start};
+    Tally tally;
+    bool prevWs = isWhitespace(prev);
+    qsizetype i = start;
+#if defined(__SSE2__)
+    i = walkVector(s, i, spanEnd, prevWs, tally, walk);
+#endif
+    walkScalar(s, i, spanEnd, prevWs, tally, walk);
+
+    quint32 nParagraphs = walk.paragraphs;
+    quint32 nLines = walk.lines;
+    const quint32 nChars = quint32(countSpaces ? quint64(count) : quint64(count) - tally.whitespace);
+    const quint32 nWords = quint32(tally.wordStarts) + startRuleWords;
+
+    const char16_t last = count > 0 ? s[spanEnd - 1] : prev;
+    if (last != LineFeed) {
+        quint32 tail;
+        if (wholeLines)
+            tail = lineLengthAt(s, n, spanEnd) - (spanEnd < n ? 1 : 0);
+        else
+            tail = quint32(spanEnd - walk.lineStart);
+        if (tail == 0 && spanEnd < n)
+            tail = 1;
+        nLines += ceilDiv(tail, width);
+        if (tail != 0)
+            ++nParagraphs;
+    }
+
+    // Every item adds multiplyWith, so each counter grows by (items × multiplyWith) modulo 2^32.
+    const quint32 m = quint32(multiplyWith);
+    auto add = [m](qint32 *counter, quint32 items) { *counter = qint32(quint32(*counter) + items * m); };
+    add(paragraphs, nParagraphs);
+    add(lines, nLines);
+    add(chars, nChars);
+    add(words, nWords);
+}
+
+QJRange lineRangeForRange(QStringView string, QJRange range)
+{
+    const char16_t *s = string.utf16();
+    const qsizetype n = string.size();
+    if (range.end() > quint64(n))
+        throwOutside("QJStringCounting::lineRangeForRange", range, n);
+    const qsizetype first = lineStart(s, n, range.location);
+    const qsizetype last = range.length > 0 ? qsizetype(range.end()) - 1 : qsizetype(range.location);
+    const qsizetype end = lineEnd(s, n, last);
+    return {quint32(first), quint32(end - first)};
+}
+} // namespace QJStringCounting
