@@ -6,11 +6,11 @@
 #include "QJNotificationCenter.h"
 #include "QJUpdater.h"
 #include "QJUserDefaults.h"
+#include "StringSizingWidgets.h"
 #include "ui_QJAutoUpdate.h"
 
 #include <QApplication>
 #include <QFileInfo>
-#include <QFontDatabase>
 #include <QMessageBox>
 #include <QTextCursor>
 #include <QThread>
@@ -27,13 +27,9 @@ QString localized(const QString &key)
     return QJBundle::frameworkBundle().localizedStringForKey(key, QString(), QJAutoUpdateStringsFileName);
 }
 
-// The platform's small system font: the general font a little smaller, never below the smallest readable size.
 QFont smallSystemFont(bool bold)
 {
-    QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
-    const qreal smallest = QFontDatabase::systemFont(QFontDatabase::SmallestReadableFont).pointSizeF();
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(std::max(font.pointSizeF() * 0.9, smallest));
+    QFont font = StringSizing::smallSystemFont();
     font.setBold(bold);
     return font;
 }
@@ -64,6 +60,7 @@ QJAutoUpdate::QJAutoUpdate(QObject *parent) : QObject(parent), m_ui(std::make_un
     _checkOnStartup = m_ui->_checkOnStartup;
     _longDescription = m_ui->_longDescription;
     _shortDescription = m_ui->_shortDescription;
+    _longDescription->document()->setDocumentMargin(8);
 
     const QString name = applicationName();
     _window->setWindowTitle(QJFormat::format(localized(u"windowTitle"_s), {name}));
