@@ -30,7 +30,7 @@ bool hasCombiningRange(QStringView text) noexcept
     return false;
 }
 
-void appendCodePoints(QString &key, QStringView text, bool fold)
+void appendFolded(QString &key, QStringView text, bool fold)
 {
     if (!fold) {
         key += text;
@@ -40,78 +40,201 @@ void appendCodePoints(QString &key, QStringView text, bool fold)
         key += QChar::fromUcs4(QChar::toCaseFolded(cp));
 }
 
-// Canonical form of a text for non-literal search: each character (grapheme cluster) decomposed and,
-// when asked, case-folded. boundary[k] is the text offset where key position k starts a character,
-// or -1 inside one; it has one entry past the key's end.
+// The canonical form of a stretch of text for non-literal search: each character (grapheme cluster)
+// decomposed and, when asked, case-folded. boundary[k] is the text offset where key position k
+// starts a character, or -1 inside one; its last entry is the offset where the stretch ends.
 struct CanonicalKey
 {
     QString key;
     std::vector<qsizetype> boundary;
+
+    qsizetype size() const { return key.size(); }
+
+    // Appends the characters of text[from, to), which must begin and end on character boundaries.
+    // Stretches of code units below U+0300 are one character per unit; only around combining
+    // marks and other scripts are character boundaries looked up.
+    void append(QStringView text, qsizetype from, qsizetype to, bool fold)
+    {
+        if (!boundary.empty())
+            boundary.pop_back();
+        key.reserve(key.size() + (to - from) * 2);
+        boundary.reserve(boundary.size() + size_t(to - from) * 2 + 1);
+        auto plain = [](char16_t c) { return c < 0x300; };
+        qsizetype i = from; // always a character boundary
+        while (i < to) {
+            qsizetype c = i;
+            while (c < to && plain(text[c].unicode()))
+                ++c;
+            if (c == to) {
+                appendPlain(text, i, to, fold);
+                break;
+            }
+            // The unit before c may carry c's marks. The stretch ends between two plain units:
+            // neither a mark that joins the one before nor a unit that joins the one after.
+            const qsizetype s = qMax(i, c - 1);
+            qsizetype k = c + 1;
+            while (k < to && !(plain(text[k - 1].unicode()) && plain(text[k].unicode())))
+                ++k;
+            appendPlain(text, i, s, fold);
+            appendClusters(text, s, k, fold);
+            i = k;
+        }
+        boundary.push_back(to);
+    }
+
+private:
+    void appendCharacter(qsizetype at, QStringView decomposed, bool fold)
+    {
+        boundary.push_back(at);
+        appendFolded(key, decomposed, fold);
+        boundary.resize(size_t(key.size()), -1);
+    }
+
+    void appendPlain(QStringView text, qsizetype from, qsizetype to, bool fold)
+    {
+        for (qsizetype i = from; i < to; ++i) {
+            const char16_t c = text[i].unicode();
+            if (c < 0xC0) { // nothing below U+00C0 decomposes
+                boundary.push_back(i);
+                key += fold ? QChar(c).toCaseFolded() : QChar(c);
+            } else {
+                appendCharacter(i, latinDecomposition(c), fold);
+            }
+        }
+    }
+
+    void appendClusters(QStringView text, qsizetype from, qsizetype to, bool fold)
+    {
+        const QStringView stretch = text.sliced(from, to - from);
+        QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, stretch.data(), stretch.size());
+        auto cluster = [&](qsizetype a, qsizetype b) {
+            appendCharacter(
+                from + a, stretch.sliced(a, b - a).toString().normalized(QString::NormalizationForm_D), fold);
+        };
+        qsizetype a = 0;
+        for (qsizetype b = finder.toNextBoundary(); b > a; a = b, b = finder.toNextBoundary()) {
+            // A carriage return + line feed is one cluster, but each of its code units is a line
+            // end a user may search for.
+            if (b - a == 2 && stretch[a] == u'\r' && stretch[a + 1] == u'\n') {
+                cluster(a, a + 1);
+                cluster(a + 1, b);
+            } else {
+                cluster(a, b);
+            }
+        }
+    }
+
+    // The canonical decompositions of U+00C0 to U+02FF, computed once.
+    static QStringView latinDecomposition(char16_t c)
+    {
+        static const std::vector<QString> table = [] {
+            std::vector<QString> t;
+            for (char16_t u = 0xC0; u < 0x300; ++u)
+                t.push_back(QString(QChar(u)).normalized(QString::NormalizationForm_D));
+            return t;
+        }();
+        return table[c - 0xC0];
+    }
+
+public:
+    // Keeps the first (or last) n key positions.
+    void keepFirst(qsizetype n)
+    {
+        n = qMin(n, key.size());
+        const qsizetype end = boundary[size_t(n)];
+        key.truncate(n);
+        boundary.resize(size_t(n));
+        boundary.push_back(end);
+    }
+    void keepLast(qsizetype n)
+    {
+        n = qMin(n, key.size());
+        key.remove(0, key.size() - n);
+        boundary.erase(boundary.begin(), boundary.end() - (n + 1));
+    }
 };
 
-CanonicalKey canonicalKey(QStringView text, bool fold)
+// The text is searched in windows of about this many code units, so memory stays small on large
+// texts. A window ends between two code units that are characters of their own: neither joins the
+// one before it (as a mark does) nor the one after it.
+constexpr qsizetype Window = 1 << 16;
+
+bool isCut(QStringView text, qsizetype p)
 {
-    CanonicalKey k;
-    k.key.reserve(text.size());
-    k.boundary.reserve(size_t(text.size()) + 1);
-    auto appendCluster = [&](qsizetype from, qsizetype to) {
-        k.boundary.push_back(from);
-        const QStringView cluster = text.sliced(from, to - from);
-        if (cluster.size() == 1 && cluster.front().unicode() < 0xC0)
-            appendCodePoints(k.key, cluster, fold); // nothing below U+00C0 decomposes
-        else
-            appendCodePoints(k.key, cluster.toString().normalized(QString::NormalizationForm_D), fold);
-        k.boundary.resize(size_t(k.key.size()), -1);
-    };
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.data(), text.size());
-    qsizetype from = 0;
-    for (qsizetype to = finder.toNextBoundary(); to > from && to != -1; to = finder.toNextBoundary()) {
-        // A carriage return + line feed is one cluster, but each of its two code units is a line end
-        // a user may search for.
-        if (to - from == 2 && text[from] == u'\r' && text[from + 1] == u'\n') {
-            appendCluster(from, from + 1);
-            appendCluster(from + 1, to);
-        } else {
-            appendCluster(from, to);
-        }
-        from = to;
-    }
-    k.boundary.push_back(text.size());
-    return k;
+    auto standalone = [](char16_t c) { return c < 0x300 || (c >= 0x4E00 && c <= 0x9FFF); };
+    return p <= 0 || p >= text.size()
+        || (standalone(text[p].unicode()) && standalone(text[p - 1].unicode()) && text[p - 1] != u'\r');
 }
 
-QString canonicalNeedle(QStringView needle, bool fold)
+qsizetype nextCut(QStringView text, qsizetype p)
 {
-    QString key;
-    appendCodePoints(key, needle.toString().normalized(QString::NormalizationForm_D), fold);
-    return key;
+    while (!isCut(text, p))
+        ++p;
+    return qMin(p, text.size());
+}
+
+qsizetype previousCut(QStringView text, qsizetype p)
+{
+    while (!isCut(text, p))
+        --p;
+    return qMax<qsizetype>(p, 0);
 }
 
 Match canonicalSearch(QStringView hay, QStringView needle, bool fold, bool backwards, bool anchored)
 {
-    const CanonicalKey k = canonicalKey(hay, fold);
-    const QString n = canonicalNeedle(needle, fold);
+    QString n;
+    appendFolded(n, needle.toString().normalized(QString::NormalizationForm_D), fold);
     const qsizetype len = n.size();
-    if (len == 0 || len > k.key.size())
-        return {};
-    auto matchAt = [&](qsizetype p) -> Match {
+    auto matchAt = [&](const CanonicalKey &k, qsizetype p) -> Match {
+        if (p < 0 || p + len > k.size())
+            return {};
         const qsizetype start = k.boundary[size_t(p)];
         const qsizetype end = k.boundary[size_t(p + len)];
         if (start < 0 || end < 0 || QStringView(k.key).sliced(p, len) != n)
             return {};
         return {start, end - start};
     };
-    if (anchored)
-        return matchAt(backwards ? k.key.size() - len : 0);
-    if (backwards) {
-        for (qsizetype p = k.key.lastIndexOf(n); p >= 0; p = p > 0 ? k.key.lastIndexOf(n, p - 1) : -1) {
-            if (const Match m = matchAt(p); m.position != NoMatch)
-                return m;
+
+    // Windows are added in search order; what is kept of the earlier ones is the part a match
+    // could still begin (or end) in: len - 1 key positions. Anchored searches keep everything
+    // until the key is long enough to decide.
+    CanonicalKey k;
+    qsizetype from = 0;
+    qsizetype to = hay.size();
+    while (backwards ? to > 0 : from < hay.size()) {
+        if (backwards) {
+            const qsizetype cut = previousCut(hay, to - Window);
+            CanonicalKey earlier;
+            earlier.append(hay, cut, to, fold);
+            earlier.key += k.key;
+            if (!k.boundary.empty()) {
+                earlier.boundary.pop_back();
+                earlier.boundary.insert(earlier.boundary.end(), k.boundary.begin(), k.boundary.end());
+            }
+            k = std::move(earlier);
+            to = cut;
+        } else {
+            const qsizetype cut = nextCut(hay, from + Window);
+            k.append(hay, from, cut, fold);
+            from = cut;
         }
-    } else {
-        for (qsizetype p = k.key.indexOf(n); p >= 0; p = k.key.indexOf(n, p + 1)) {
-            if (const Match m = matchAt(p); m.position != NoMatch)
-                return m;
+        if (anchored) {
+            if (k.size() >= len)
+                return matchAt(k, backwards ? k.size() - len : 0);
+            continue;
+        }
+        if (backwards) {
+            for (qsizetype p = k.key.lastIndexOf(n); p >= 0; p = p > 0 ? k.key.lastIndexOf(n, p - 1) : -1) {
+                if (const Match m = matchAt(k, p); m.position != NoMatch)
+                    return m;
+            }
+            k.keepFirst(len - 1);
+        } else {
+            for (qsizetype p = k.key.indexOf(n); p >= 0; p = k.key.indexOf(n, p + 1)) {
+                if (const Match m = matchAt(k, p); m.position != NoMatch)
+                    return m;
+            }
+            k.keepLast(len - 1);
         }
     }
     return {};

@@ -20,8 +20,9 @@
  * - Digit runs are read into 64 bits without an overflow check, so very long runs wrap.
  *
  * Because of the first two, the orderings are strict weak orderings only on strings without
- * case-only differences and shorter than 97 code units; sort with a stable sort that tolerates an
- * inconsistent comparator when the input may contain such strings.
+ * case-only differences and shorter than 97 code units (and, for the hexanumerical one, without
+ * ':' to '@', which sort between the digit characters as text); sort with a stable sort that
+ * tolerates an inconsistent comparator when the input may contain such strings.
  */
 namespace NaturalStringComparison
 {

@@ -32,7 +32,7 @@ QJKITCORE_EXPORT QString ellipsis();
  * @p maxWidth (the ellipsis alone when not even one code unit fits).
  *
  * @code
- * StringSizing::shortenedStringWithSize(u"/home/ada/notes.txt"_s, 12, [](QStringView t) { return float(t.size()); });
+ * StringSizing::shortenedStringWithSize(u"/home/ada/notes.txt"_s, 14, [](QStringView t) { return float(t.size()); });
  * // ".../notes.txt"
  * @endcode
  */
