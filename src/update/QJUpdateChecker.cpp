@@ -380,11 +380,11 @@ QUrl QJUpdateChecker::recordUrl(const QUrl &directory, const QString &key)
 
 QStringList QJUpdateChecker::newerVersions(const QStringList &keys, const QString &installedBuild)
 {
+    // A key stays only when the installed build orders first; one linear pass keeps the index's order.
     QStringList newer = keys;
-    for (qsizetype i = newer.size() - 1; i >= 0; --i) {
-        if (NaturalStringComparison::hexanumericalCompare(installedBuild, newer.at(i)) != -1)
-            newer.removeAt(i);
-    }
+    newer.removeIf([&installedBuild](const QString &key) {
+        return NaturalStringComparison::hexanumericalCompare(installedBuild, key) != -1;
+    });
     mergeSort(newer);
     std::reverse(newer.begin(), newer.end());
     return newer;

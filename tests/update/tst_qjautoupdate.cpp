@@ -74,7 +74,6 @@ private Q_SLOTS:
     void alertsOnlyOutsideStartUp();
     void serverTextStaysPlain();
     void laterChecksAgainOnce();
-    void checkWithUpdateCancelsReminder();
     void updateStartsUpdaterOrStays_data();
     void updateStartsUpdaterOrStays();
     void destroyingDuringCheckReturns();
@@ -320,35 +319,24 @@ void TestQJAutoUpdate::laterChecksAgainOnce()
     finishBoot();
     updater->open();
     QTRY_VERIFY(updater->isOpen());
-    auto *box = outlet<QCheckBox>("_checkOnStartup");
-    box->setChecked(false);
+    outlet<QCheckBox>("_checkOnStartup")->setChecked(false);
     updater->setLaterInterval(300);
     v->server.clearRequests();
     outlet<QPushButton>("laterButton")->click();
     QVERIFY(!updater->isOpen());
     QCOMPARE(updater->checksOnStartup(), false); // the box was saved
-    QCOMPARE(indexRequests(*v), 0);
     QTRY_VERIFY(updater->isOpen()); // the reminder checked again and found the update
     QTest::qWait(700);
     QCOMPARE(indexRequests(*v), 1); // once only
-}
 
-void TestQJAutoUpdate::checkWithUpdateCancelsReminder()
-{
-    standardDirectory(*v);
-    makeUpdater();
-    finishBoot();
-    updater->open();
-    QTRY_VERIFY(updater->isOpen());
+    // A check that finds the update drops a pending reminder.
     updater->setLaterInterval(800);
     updater->later();
     v->server.clearRequests();
-    QSignalSpy finished(updater, &QJAutoUpdate::checkFinished);
-    updater->open(); // finds the update: the reminder is dropped
-    QVERIFY(finished.wait(10000));
+    updater->open();
+    QTRY_VERIFY(updater->isOpen());
     QTest::qWait(1200);
     QCOMPARE(indexRequests(*v), 1);
-    QCOMPARE(finished.size(), 1);
 }
 
 void TestQJAutoUpdate::updateStartsUpdaterOrStays_data()
