@@ -103,6 +103,15 @@ public:
     void recordArrived(qsizetype index, const QByteArray &data);
     void finish(QJUpdateCheckResult::Status status, const QString &reason = QString());
     void stopRequests();
+    void dropLookupTimer()
+    {
+        // Later: this may run inside the timer's own timeout.
+        if (lookupTimer) {
+            lookupTimer->stop();
+            lookupTimer->deleteLater();
+            lookupTimer = nullptr;
+        }
+    }
 
     QJUpdateChecker *q;
     QUrl baseUrl;
@@ -231,8 +240,7 @@ void QJUpdateCheckerPrivate::lookUpHost()
         if (myRun != run || !running)
             return;
         lookupId = -1;
-        delete lookupTimer;
-        lookupTimer = nullptr;
+        dropLookupTimer();
         if (info.error() != QHostInfo::NoError || info.addresses().isEmpty())
             finish(QJUpdateCheckResult::NotReachable, u"%1: %2"_s.arg(host, info.errorString()));
         else
@@ -310,8 +318,7 @@ void QJUpdateCheckerPrivate::stopRequests()
         QHostInfo::abortHostLookup(lookupId);
         lookupId = -1;
     }
-    delete lookupTimer;
-    lookupTimer = nullptr;
+    dropLookupTimer();
     const std::vector<QNetworkReply *> replies = active;
     for (QNetworkReply *reply : replies)
         reply->abort();
