@@ -1,0 +1,399 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include <QJAboutBackgroundView.h>
+#include <QJAboutBox.h>
+#include <QJAboutImageView.h>
+#include <QJAboutTextView.h>
+#include <QJAboutWindow.h>
+#include <QJBundle.h>
+
+#include <QAbstractTextDocumentLayout>
+#include <QDialog>
+#include <QLabel>
+#include <QScrollBar>
+#include <QTextBlock>
+#include <QtTest>
+
+using namespace Qt::StringLiterals;
+using State = QJAboutTextView::State;
+
+namespace
+{
+// Receives actions and remembers who sent them (nullptr for the action without argument).
+class Receiver : public QObject
+{
+    Q_OBJECT
+public:
+    QList<QObject *> senders;
+public Q_SLOTS:
+    void close(QObject *sender) { senders.append(sender); }
+    void ping() { senders.append(nullptr); }
+};
+
+QString lines(int count)
+{
+    QStringList text;
+    for (int i = 1; i <= count; ++i)
+        text.append(u"Line %1"_s.arg(i));
+    return text.join(u'\n');
+}
+
+// A credits view 100 pixels high in a shown window, with an inset as high as the view.
+QJAboutTextView *showCredits(QWidget *holder, int lineCount)
+{
+    auto *credits = new QJAboutTextView(holder);
+    credits->setGeometry(0, 0, 200, 100);
+    credits->setPlainText(lines(lineCount));
+    credits->setTextContainerInset(QSizeF(0, 100));
+    credits->setPauseInterval(20);
+    credits->setStepInterval(1);
+    holder->show();
+    credits->sizeToFit();
+    return credits;
+}
+
+QJAboutTextView *textView(QWidget *window)
+{
+    return window->findChild<QJAboutTextView *>(u"aboutTextView"_s);
+}
+
+bool anyAboutWindow()
+{
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    return std::any_of(windows.cbegin(), windows.cend(), [](QWidget *w) { return qobject_cast<QJAboutWindow *>(w); });
+}
+
+// A click through the window system, so that modal blocking and the routing of the release apply.
+void click(QWidget *window, QPoint from, QPoint to)
+{
+    QTest::mousePress(window->windowHandle(), Qt::LeftButton, {}, from);
+    QTest::mouseRelease(window->windowHandle(), Qt::LeftButton, {}, to);
+}
+} // namespace
+
+class TestAbout : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QCoreApplication::setApplicationName(u"Test Writer"_s);
+        QCoreApplication::setApplicationVersion(u"3.1"_s);
+        QJBundle::mainBundle().setObjectForInfoDictionaryKey(u"512"_s, u"CFBundleVersion"_s);
+    }
+
+    void cleanup()
+    {
+        delete sharedAboutBox;
+        QVERIFY(!anyAboutWindow());
+    }
+
+    void sharedBox()
+    {
+        QVERIFY(!QJAboutBox::aboutBoxExists());
+        QJAboutBox *box = QJAboutBox::aboutBox();
+        QVERIFY(QJAboutBox::aboutBoxExists());
+        QCOMPARE(QJAboutBox::aboutBox(), box);
+        QVERIFY(!anyAboutWindow()); // made without its window
+        // A newer box takes over; the older one going away leaves it shared.
+        auto *newer = new QJAboutBox;
+        delete box;
+        QCOMPARE(QJAboutBox::aboutBox(), newer);
+        delete newer;
+        QVERIFY(!QJAboutBox::aboutBoxExists());
+    }
+
+    void versionLine_data()
+    {
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<QString>("build");
+        QTest::addColumn<bool>("windowFirst");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("bundle values") << QString() << QString() << false << u"Version 3.1 (build 512)"_s;
+        QTest::newRow("version before the window") << u"9.9"_s << QString() << false << u"Version 9.9 (build 512)"_s;
+        QTest::newRow("build before the window") << QString() << u"77"_s << false << u"Version 3.1 (build 77)"_s;
+        QTest::newRow("both after the window") << u"9.9"_s << u"77"_s << true << u"Version 9.9 (build 77)"_s;
+    }
+
+    void versionLine()
+    {
+        QFETCH(QString, version);
+        QFETCH(QString, build);
+        QFETCH(bool, windowFirst);
+        QFETCH(QString, expected);
+        QJAboutBox *box = QJAboutBox::aboutBox();
+        if (windowFirst)
+            box->window();
+        if (!version.isNull())
+            box->setVersionNumber(version);
+        if (!build.isNull())
+            box->setBuildNumber(build);
+        QCOMPARE(anyAboutWindow(), windowFirst); // setters alone never build the window
+        QCOMPARE(box->window()->findChild<QLabel *>(u"versionTextField"_s)->text(), expected);
+        QCOMPARE(box->window()->windowTitle(), u"About Test Writer"_s);
+    }
+
+    void settersRebuildTheWindow()
+    {
+        QJAboutBox *box = QJAboutBox::aboutBox();
+        QPointer<QJAboutWindow> first = box->window();
+        QVERIFY(first->windowFlags().testFlag(Qt::FramelessWindowHint));
+        QJAboutTextView *credits = textView(first);
+        auto *icon = first->findChild<QJAboutImageView *>(u"appIconImageView"_s);
+        auto *name = first->findChild<QJAboutImageView *>(u"appNameImageView"_s);
+        QCOMPARE(name->text(), u"Test Writer"_s); // the name as text until a picture is given
+        QVERIFY(credits->toPlainText().contains(u"QJKit"_s)); // the default credits
+
+        box->setAboutText(QTextDocumentFragment::fromHtml(u"<p>Written by <span style='color:red'>Ada</span></p>"_s));
+        QVERIFY(!first);
+        // The same views, moved into the new window, show the new credits in white.
+        QCOMPARE(textView(box->window()), credits);
+        QCOMPARE(credits->toPlainText(), u"Written by Ada"_s);
+        QTextCursor ada(credits->document());
+        ada.setPosition(credits->toPlainText().indexOf(u"Ada"_s) + 1);
+        QCOMPARE(ada.charFormat().foreground().color(), QColor(Qt::white));
+
+        QPixmap picture(40, 20);
+        picture.fill(Qt::green);
+        box->setImage(picture);
+        box->setNameImage(picture);
+        QCOMPARE(box->window()->findChild<QJAboutImageView *>(u"appIconImageView"_s), icon);
+        QCOMPARE(icon->image().toImage(), picture.toImage());
+        QCOMPARE(name->image().toImage(), picture.toImage());
+
+        box->setWindowMask(Qt::WindowTitleHint);
+        QVERIFY(!box->window()->windowFlags().testFlag(Qt::FramelessWindowHint));
+        QVERIFY(box->window()->windowFlags().testFlag(Qt::WindowTitleHint));
+    }
+
+    void creditsLookAndFirstPosition()
+    {
+        QJAboutBox *box = QJAboutBox::aboutBox();
+        box->setAboutText(QTextDocumentFragment::fromPlainText(lines(3)));
+        QJAboutTextView *credits = textView(box->window());
+        QCOMPARE(credits->textContainerInset(), QSizeF(0, 50));
+        QVERIFY(!credits->drawsBackground());
+        QCOMPARE(credits->palette().color(QPalette::Active, QPalette::Highlight), QColor(39, 74, 109));
+        QCOMPARE(credits->state(), State::Idle);
+
+        box->open();
+        QCOMPARE(credits->state(), State::Pausing);
+        QCOMPARE(credits->textContainerInset(), QSizeF(0, credits->height()));
+        QVERIFY(QTest::qWaitForWindowExposed(box->window()));
+        // The first line starts 50 pixels below the top, and showing the window did not move it.
+        QCOMPARE(credits->cursorRect(QTextCursor(credits->document())).top(), 50);
+        QCOMPARE(credits->visibleRect().top(), credits->height() - 50);
+
+        // A setter while the box is open shows the new contents from the start, with one pause.
+        credits->setPauseInterval(10);
+        QTRY_COMPARE(credits->state(), State::Scrolling);
+        box->setBuildNumber(u"78"_s);
+        QVERIFY(box->window()->isVisible());
+        QCOMPARE(credits->state(), State::Pausing);
+        QCOMPARE(credits->visibleRect().top(), credits->height() - 50);
+    }
+
+    void creditsScrollToTheEndAndRestart()
+    {
+        QWidget holder;
+        QJAboutTextView *credits = showCredits(&holder, 4);
+        QList<int> tops;
+        connect(credits->verticalScrollBar(), &QScrollBar::valueChanged, this, [&tops](int top) { tops.append(top); });
+        credits->start();
+        QCOMPARE(credits->state(), State::Pausing);
+        QTRY_COMPARE(credits->state(), State::Scrolling);
+        // Restarted: the first step back up goes to the first position.
+        const auto drop = [&tops] { return std::adjacent_find(tops.cbegin(), tops.cend(), std::greater<int>()); };
+        QTRY_VERIFY_WITH_TIMEOUT(drop() != tops.cend(), 10000);
+        credits->stop();
+        const qsizetype end = drop() - tops.cbegin();
+        const int last = credits->verticalScrollBar()->maximum() - 1;
+        QCOMPARE(tops.first(), 50);
+        QCOMPARE(tops.at(end), last);
+        QCOMPARE(tops.at(end + 1), 50);
+        for (qsizetype i = 1; i <= end; ++i)
+            QCOMPARE(tops.at(i), tops.at(i - 1) + 1); // one pixel per step, never a jump
+        // At the last position the last line has left the visible area but for its last pixel.
+        const QTextBlock block = credits->document()->lastBlock();
+        const qreal lastLineBottom = credits->document()->documentLayout()->blockBoundingRect(block).bottom() - last;
+        QVERIFY(lastLineBottom > 0.0 && lastLineBottom <= 1.0);
+    }
+
+    void stopCancelsTheStart()
+    {
+        QWidget holder;
+        QJAboutTextView *credits = showCredits(&holder, 20);
+        // During the pause.
+        credits->start();
+        credits->stop();
+        QCOMPARE(credits->state(), State::Idle);
+        QTest::qWait(80);
+        QCOMPARE(credits->state(), State::Idle);
+        QCOMPARE(credits->visibleRect().top(), 50);
+
+        // Between the end and the restart waiting in the event loop.
+        credits->start();
+        QScrollBar *bar = credits->verticalScrollBar();
+        while (bar->value() < bar->maximum() - 1)
+            credits->timer(nullptr);
+        credits->timer(nullptr);
+        QCOMPARE(credits->state(), State::Pausing);
+        credits->stop();
+        QTest::qWait(80);
+        QCOMPARE(credits->state(), State::Idle);
+        QCOMPARE(bar->value(), bar->maximum() - 1);
+    }
+
+    void clicksFireOnceOnRelease_data()
+    {
+        QTest::addColumn<QByteArray>("action");
+        QTest::addColumn<QPoint>("releaseAt");
+        QTest::newRow("released inside") << "close"_ba << QPoint(50, 50);
+        QTest::newRow("released outside") << "close"_ba << QPoint(-40, 500);
+        QTest::newRow("action without argument") << "ping"_ba << QPoint(50, 50);
+    }
+
+    void clicksFireOnceOnRelease()
+    {
+        QFETCH(QByteArray, action);
+        QFETCH(QPoint, releaseAt);
+        QWidget window;
+        window.resize(200, 100);
+        Receiver receiver;
+        auto *view = new QJAboutBackgroundView(&window);
+        view->setTarget(&receiver);
+        view->setAction(action);
+        view->setGeometry(window.rect());
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+
+        if (!window.rect().contains(releaseAt)) {
+            for (int i = 0; i < 2; ++i) // the move and the release outside
+                QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"occurs outside target window"_s));
+        }
+        QTest::mousePress(window.windowHandle(), Qt::LeftButton, {}, QPoint(20, 20));
+        QTest::mouseMove(window.windowHandle(), releaseAt);
+        QVERIFY(receiver.senders.isEmpty()); // nothing until the button goes up
+        QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {}, releaseAt);
+        QCOMPARE(receiver.senders, QList<QObject *> {action == "close" ? view : nullptr});
+
+        // A release without a press, and other buttons, do nothing.
+        QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {}, QPoint(20, 20));
+        QTest::mouseClick(window.windowHandle(), Qt::RightButton, {}, QPoint(20, 20));
+        QCOMPARE(receiver.senders.size(), 1);
+    }
+
+    void clickClosesTheBox_data()
+    {
+        QTest::addColumn<QString>("viewName");
+        QTest::newRow("background") << QString();
+        QTest::newRow("icon") << u"appIconImageView"_s;
+        QTest::newRow("name") << u"appNameImageView"_s;
+    }
+
+    void clickClosesTheBox()
+    {
+        QFETCH(QString, viewName);
+        QJAboutBox *box = QJAboutBox::aboutBox();
+        box->open();
+        QJAboutWindow *window = box->window();
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        // The background below the picture and the version line, or the middle of a picture.
+        const QPoint at
+            = viewName.isEmpty() ? QPoint(5, 300) : window->findChild<QWidget *>(viewName)->geometry().center();
+        QTest::mousePress(window->windowHandle(), Qt::LeftButton, {}, at);
+        QVERIFY(window->isVisible());
+        QTest::mouseRelease(window->windowHandle(), Qt::LeftButton, {}, QPoint(-100, -100));
+        QVERIFY(!window->isVisible());
+        QCOMPARE(textView(window)->state(), State::Idle);
+        // Kept for the next time.
+        box->open();
+        QCOMPARE(box->window(), window);
+        QVERIFY(window->isVisible());
+    }
+
+    void losingActivationCloses()
+    {
+        QJAboutBox *box = QJAboutBox::aboutBox();
+        box->open();
+        QJAboutWindow *window = box->window();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QCOMPARE(textView(window)->state(), State::Pausing);
+        QWidget other;
+        other.show();
+        other.activateWindow();
+        QTRY_VERIFY(!window->isVisible());
+        QCOMPARE(textView(window)->state(), State::Idle);
+    }
+
+    void worksWhileAModalDialogRuns()
+    {
+        QWidget main;
+        main.show();
+        QDialog dialog(&main);
+        dialog.setWindowModality(Qt::ApplicationModal);
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowActive(&dialog));
+
+        // An ordinary window shown now is blocked: the click does not reach it.
+        Receiver receiver;
+        QJAboutBackgroundView blocked;
+        blocked.resize(50, 50);
+        blocked.setTarget(&receiver);
+        blocked.setAction("ping");
+        blocked.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&blocked));
+        click(&blocked, QPoint(5, 5), QPoint(5, 5));
+        QVERIFY(receiver.senders.isEmpty());
+
+        QJAboutBox *box = QJAboutBox::aboutBox();
+        box->open();
+        QVERIFY(QTest::qWaitForWindowActive(box->window()));
+        click(box->window(), QPoint(5, 300), QPoint(5, 300));
+        QVERIFY(!box->window()->isVisible());
+    }
+
+    void contentViewKeepsOrderAndGeometry()
+    {
+        QWidget content;
+        content.resize(300, 200);
+        const QList<QRect> frames {{10, 10, 50, 20}, {0, 0, 300, 200}, {200, 150, 90, 40}};
+        QWidgetList subviews;
+        for (const QRect &frame : frames) {
+            subviews.append(new QWidget(&content));
+            subviews.last()->setGeometry(frame);
+        }
+        subviews.at(2)->hide();
+        auto *helper = new QObject(&content); // not a view: stays behind
+
+        QJAboutWindow window(QRect(0, 0, 300, 200));
+        window.setContentView(&content);
+        QJAboutBackgroundView *background = window.contentView();
+        QCOMPARE(background->size(), QSize(300, 200));
+        QCOMPARE(background->findChildren<QWidget *>(Qt::FindDirectChildrenOnly), subviews);
+        for (int i = 0; i < frames.size(); ++i)
+            QCOMPARE(subviews.at(i)->geometry(), frames.at(i));
+        QVERIFY(content.findChildren<QWidget *>().isEmpty());
+        QCOMPARE(helper->parent(), &content);
+        window.show();
+        QVERIFY(subviews.at(0)->isVisible() && subviews.at(1)->isVisible());
+        QVERIFY(!subviews.at(2)->isVisible());
+    }
+
+    void backgroundImagesSideBySide()
+    {
+        const QJBundle bundle = QJBundle::frameworkBundle();
+        const QImage left(bundle.pathForImageResource(u"leftBack"_s));
+        const QImage right(bundle.pathForImageResource(u"rightBack"_s));
+        QVERIFY(!left.isNull() && !right.isNull());
+        QJAboutBackgroundView background;
+        background.resize(left.width() + right.width(), qMax(left.height(), right.height()));
+        const QImage drawn = background.grab().toImage().convertToFormat(left.format());
+        for (const QPoint &at : {QPoint(3, 7), QPoint(left.width() - 1, left.height() - 1)})
+            QCOMPARE(drawn.pixel(at), left.pixel(at));
+        for (const QPoint &at : {QPoint(0, 0), QPoint(right.width() - 2, right.height() / 2)})
+            QCOMPARE(drawn.pixel(at + QPoint(left.width(), 0)), right.pixel(at));
+    }
+};
+
+QTEST_MAIN(TestAbout)
+#include "tst_about.moc"
