@@ -7,6 +7,7 @@
 #include "QJUpdater.h"
 #include "QJUserDefaults.h"
 #include "StringSizingWidgets.h"
+#include "qjsanitizer_p.h"
 #include "ui_QJAutoUpdate.h"
 
 #include <QApplication>
@@ -101,6 +102,7 @@ QJAutoUpdate::~QJAutoUpdate()
         // A check under way ends at once when its thread is told to quit; its result is dropped.
         m_worker->quit();
         m_worker->wait();
+        QJ_HANDOVER_ACQUIRE(this); // all the worker did, up to its hand-over
         delete m_worker.data();
     }
     delete _window;
@@ -145,8 +147,14 @@ void QJAutoUpdate::startCheck()
             configure(checker);
         const QJUpdateCheckResult result = checker.check();
         // Window work goes to the main thread without waiting.
+        QJ_HANDOVER_RELEASE(this);
         QMetaObject::invokeMethod(
-            this, [this, result] { checkEnded(result); }, Qt::QueuedConnection);
+            this,
+            [this, result] {
+                QJ_HANDOVER_ACQUIRE(this);
+                checkEnded(result);
+            },
+            Qt::QueuedConnection);
     });
     m_worker->setObjectName(u"QJAutoUpdate check"_s);
     connect(m_worker, &QThread::finished, m_worker, &QObject::deleteLater);

@@ -10,7 +10,10 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+
 #include <QThread>
+
+#include <atomic>
 
 using namespace Qt::StringLiterals;
 
@@ -75,13 +78,14 @@ void TestQJServices::observersMayRemoveThemselvesWhileCalled()
 
 void TestQJServices::notificationsArriveOnThePostingThread()
 {
-    QThread *deliveredOn = nullptr;
+    // Atomic: the thread sanitizer cannot see that QThread::wait() orders the worker's write first.
+    std::atomic<QThread *> deliveredOn = nullptr;
     QJNotificationCenter::defaultCenter()->addObserver(
         u"FromWorker"_s, this, [&](const QJNotification &) { deliveredOn = QThread::currentThread(); });
     QThread *worker = QThread::create([] { QJNotificationCenter::defaultCenter()->post(u"FromWorker"_s); });
     worker->start();
     QVERIFY(worker->wait(10000));
-    QCOMPARE(deliveredOn, worker);
+    QCOMPARE(deliveredOn.load(), worker);
     delete worker;
     QJNotificationCenter::defaultCenter()->removeObserver(this);
 }

@@ -139,6 +139,9 @@ HttpServer::HttpServer(const QString &root) : m_root(root)
     m_worker = new HttpServerWorker(this);
     m_worker->moveToThread(&m_thread);
     QObject::connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
+    // The thread's last act, seen by the destructor after wait(): the thread sanitizer cannot see
+    // QThread::wait(), so without this it takes this object's memory, reused later, as shared.
+    QObject::connect(&m_thread, &QThread::finished, [this] { m_finished.store(true, std::memory_order_release); });
     m_thread.start();
     QMetaObject::invokeMethod(
         m_worker, [this] { m_port = m_worker->listen(); }, Qt::BlockingQueuedConnection);
@@ -148,6 +151,7 @@ HttpServer::~HttpServer()
 {
     m_thread.quit();
     m_thread.wait();
+    (void)m_finished.load(std::memory_order_acquire);
 }
 
 QUrl HttpServer::baseUrl() const

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
+#include <atomic>
+
 // A small HTTP/1.1 server on 127.0.0.1 for the update tests. It runs on its own thread, serves the
 // files of a folder (the request path, percent-decoded, below the folder), and misbehaves on
 // request for the paths given to setBehaviour().
@@ -52,7 +54,10 @@ private:
     QString m_root;
     QThread m_thread;
     HttpServerWorker *m_worker = nullptr;
-    quint16 m_port = 0;
+    // Set on the server's thread; atomic so that the thread sanitizer sees the hand-over, which
+    // Qt's blocking queued call makes with a lock the sanitizer cannot see.
+    std::atomic<quint16> m_port = 0;
+    std::atomic<bool> m_finished = false;
     mutable QMutex m_mutex;
     QList<std::pair<QString, Behaviour>> m_behaviours;
     QStringList m_requests;
