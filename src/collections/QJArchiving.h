@@ -32,6 +32,11 @@
  *
  * Unarchiving never trusts its input: reads are bounded, truncated or malformed data, unknown types,
  * types that are not streamable and nesting deeper than MaximumDepth all answer an invalid QVariant.
+ * One thing lies outside QJKit's hands: the stream readers of some of Qt's own types (a font's
+ * family list, a pen's dash pattern) reserve room for the element count their data states before
+ * they read the elements. Such a reservation is address space that is never touched and is given
+ * back at once, and one that cannot be had throws std::bad_alloc, which unarchiving catches: the
+ * answer is again an invalid QVariant.
  * Types whose stream would nest QVariants beyond QJKit's control (any type name containing
  * "QVariant" other than the three containers above) are refused.
  *
