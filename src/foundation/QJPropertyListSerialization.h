@@ -17,7 +17,11 @@
  * Reading accepts the XML format, the binary format ("bplist00") and the old-style text format
  * (`{ key = value; }`, `( a, b )`, `<0a1b>`). Readers are bounded: nesting deeper than
  * MaximumDepth, input larger than MaximumSize, entity declarations, unknown elements and malformed
- * values are refused with an error description; they never crash or hang.
+ * values are refused with an error description; they never crash or hang. A binary list may
+ * reference one object from several places; it is refused when its objects, a shared container
+ * counted once per reference, outnumber the larger of 2^20 and twice its size in bytes, so that
+ * whatever is read can also be walked, compared and written out in bounded time and memory.
+ * Files are read in blocks, so memory grows with the file, never with the limit.
  *
  * @code
  * QString error;
