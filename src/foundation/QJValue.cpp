@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QSequentialIterable>
 #include <QSet>
+#include <QVarLengthArray>
 
 #include <cmath>
 
@@ -475,45 +476,62 @@ const void *containerIdentity(const QJValue &v) noexcept
 }
 
 // Two containers of one kind, compared with a work list instead of recursion, so that trees of any
-// depth compare without exhausting the stack. A pair of containers met a second time is taken as
-// equal: if they differ, the first visit finds it. So a graph that shares a container compares
-// each pair once, and containers that contain themselves compare in finite time.
+// depth compare without exhausting the stack. The list holds pointers into the containers, which
+// stay put while nothing changes them, so no handle is copied. A pair of containers met a second
+// time is taken as equal: if they differ, the first visit finds it. Pairs are remembered only once
+// a comparison has met many, so small ones pay nothing for it, while a graph that shares
+// containers still compares each pair a bounded number of times and one that contains itself ends.
 bool containersEqual(const QJValue &a, const QJValue &b)
 {
-    std::vector<std::pair<QJValue, QJValue>> work {{a, b}};
+    using Pair = std::pair<const QJValue *, const QJValue *>;
+    QVarLengthArray<Pair, 32> work;
+    work.append({&a, &b});
     QSet<std::pair<const void *, const void *>> seen;
+    qsizetype visited = 0;
+    constexpr qsizetype RememberAfter = 1024;
     // Leaves and mixed kinds are decided at once; pairs of distinct containers go on the list.
     auto compare = [&work](const QJValue &x, const QJValue &y) {
-        if (isContainer(x) && x.type() == y.type()) {
-            if (!x.isSameObject(y))
-                work.emplace_back(x, y);
+        const auto *ax = QJValuePrivate::arrayData(x);
+        const auto *dx = ax ? nullptr : QJValuePrivate::dictionaryData(x);
+        if (ax || dx) {
+            const void *ix = ax ? static_cast<const void *>(ax) : dx;
+            const void *iy = ax ? static_cast<const void *>(QJValuePrivate::arrayData(y))
+                                : static_cast<const void *>(QJValuePrivate::dictionaryData(y));
+            if (!iy)
+                return false; // another kind
+            if (ix != iy)
+                work.append({&x, &y});
             return true;
         }
         return x.isEqual(y);
     };
-    while (!work.empty()) {
-        const auto [x, y] = std::move(work.back());
-        work.pop_back();
-        const std::pair<const void *, const void *> pair {containerIdentity(x), containerIdentity(y)};
-        if (seen.contains(pair))
-            continue;
-        seen.insert(pair);
-        if (x.isArray()) {
-            const QJArray ax = x.toArray();
-            const QJArray ay = y.toArray();
-            if (ax.count() != ay.count())
+    while (!work.isEmpty()) {
+        const auto [x, y] = work.last();
+        work.removeLast();
+        const QJArrayData *ax = QJValuePrivate::arrayData(*x);
+        const QJArrayData *ay = QJValuePrivate::arrayData(*y);
+        const QJDictionaryData *dx = QJValuePrivate::dictionaryData(*x);
+        const QJDictionaryData *dy = QJValuePrivate::dictionaryData(*y);
+        if (++visited > RememberAfter) {
+            const std::pair<const void *, const void *> pair {
+                ax ? static_cast<const void *>(ax) : dx, ay ? static_cast<const void *>(ay) : dy};
+            if (seen.contains(pair))
+                continue;
+            seen.insert(pair);
+        }
+        if (ax) {
+            if (ax->values.size() != ay->values.size())
                 return false;
-            for (qsizetype i = 0; i < ax.count(); ++i) {
-                if (!compare(ax.at(i), ay.at(i)))
+            for (qsizetype i = 0; i < ax->values.size(); ++i) {
+                if (!compare(ax->values.at(i), ay->values.at(i)))
                     return false;
             }
         } else {
-            const QJDictionary dx = x.toDictionary();
-            const QJDictionary dy = y.toDictionary();
-            if (dx.count() != dy.count())
+            if (dx->entries.size() != dy->entries.size())
                 return false;
-            for (const auto &[key, value] : dx) {
-                if (!dy.contains(key) || !compare(value, dy.objectForKey(key)))
+            for (const auto &[key, value] : dx->entries) {
+                const qsizetype j = dy->indexOf(key);
+                if (j < 0 || !compare(value, dy->entries.at(j).second))
                     return false;
             }
         }

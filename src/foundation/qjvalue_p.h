@@ -61,6 +61,18 @@ public:
         return QJArray(std::move(d));
     }
     static QJDictionaryData *data(const QJDictionary &dictionary) { return dictionary.d.get(); }
+    /** @return the array that @p value holds, or nullptr; no handle is copied. */
+    static const QJArrayData *arrayData(const QJValue &value)
+    {
+        const auto *d = std::get_if<std::shared_ptr<QJArrayData>>(&value.m_data);
+        return d ? d->get() : nullptr;
+    }
+    /** @return the dictionary that @p value holds, or nullptr; no handle is copied. */
+    static const QJDictionaryData *dictionaryData(const QJValue &value)
+    {
+        const auto *d = std::get_if<std::shared_ptr<QJDictionaryData>>(&value.m_data);
+        return d ? d->get() : nullptr;
+    }
     static QJArrayData *data(const QJArray &array) { return array.d.get(); }
     /**
      * Releases the containers nested in @p values that nothing else holds, one after another from
