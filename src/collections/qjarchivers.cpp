@@ -546,7 +546,9 @@ std::optional<QVariant> decodeKeyed(const QCborValue &value, int depth)
     }
     if (object.contains(u"stream"_s)) {
         const QCborValue bytes = object.value(u"stream"_s);
-        const qint64 version = object.value(u"streamVersion"_s).toInteger(-1);
+        // A real number is no version; turning a huge one into an integer would be undefined.
+        const QCborValue versionValue = object.value(u"streamVersion"_s);
+        const qint64 version = versionValue.isInteger() ? versionValue.toInteger() : -1;
         if (!bytes.isByteArray() || version < QDataStream::Qt_6_0 || version > QDataStream::Qt_DefaultCompiledVersion)
             return std::nullopt;
         const QByteArray data = bytes.toByteArray();
@@ -589,7 +591,8 @@ QVariant keyedObject(const QByteArray &data)
     if (!document.isTag() || document.tag() != QCborTag(QCborKnownTags::Signature) || !document.taggedValue().isArray())
         return QVariant();
     const QCborArray top = document.taggedValue().toArray();
-    if (top.size() != 3 || top.at(0).toString() != KeyedArchiver || top.at(1).toInteger() != KeyedFormatVersion)
+    if (top.size() != 3 || top.at(0).toString() != KeyedArchiver || !top.at(1).isInteger()
+        || top.at(1).toInteger() != KeyedFormatVersion)
         return QVariant();
     return decodeKeyed(top.at(2), 0).value_or(QVariant());
 }

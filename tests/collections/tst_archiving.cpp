@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJArchiving.h"
 
+#include <QCborArray>
+#include <QCborMap>
+#include <QCborValue>
 #include <QDataStream>
 #include <QLineF>
 #include <QRandomGenerator>
@@ -44,6 +47,8 @@ private Q_SLOTS:
     void hostileBytes_data();
     void hostileBytes();
     void depthIsBounded();
+    void numbersOutsideTheirTypeAreRefused_data();
+    void numbersOutsideTheirTypeAreRefused();
 };
 
 void TestArchiving::roundTrip_data()
@@ -242,6 +247,29 @@ void TestArchiving::depthIsBounded()
         const A archived = QJArchiving::archive(A {QJValue::fromObject(nested)}, false, false, false, keyed);
         QVERIFY(archived.at(0).isObject()); // kept as it was
     }
+}
+
+// Keyed archives whose numbers do not fit where they go: a real where an integer belongs, a value
+// beyond its type. Converting such a number would be undefined behaviour (the sanitizer build
+// stops at it); each is refused instead.
+void TestArchiving::numbersOutsideTheirTypeAreRefused_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    auto document = [](const QCborValue &version, const QCborValue &object) {
+        return QCborValue(QCborKnownTags::Signature, QCborArray {u"QJKeyedArchive"_s, version, object}).toCbor();
+    };
+    auto scalar = [](const QString &type, const QCborValue &value) {
+        return QCborMap {{u"type"_s, type}, {u"value"_s, value}};
+    };
+    QTest::newRow("format version as a huge real") << document(1e300, scalar(u"int"_s, 1));
+    QTest::newRow("stream version as a huge real") << document(
+        1, QCborMap {{u"type"_s, u"QUuid"_s}, {u"stream"_s, QByteArray(16, '\0')}, {u"streamVersion"_s, 1e300}});
+}
+
+void TestArchiving::numbersOutsideTheirTypeAreRefused()
+{
+    QFETCH(QByteArray, data);
+    QVERIFY(!QJArchiving::unarchiveObjectWithData(data, true).isValid());
 }
 
 QTEST_GUILESS_MAIN(TestArchiving)
