@@ -16,6 +16,8 @@
 #include <QUrl>
 #include <QtEndian>
 
+#include <cmath>
+#include <limits>
 #include <new>
 #include <optional>
 
@@ -287,9 +289,16 @@ std::optional<QVariant> scalarFromCbor(const QCborValue &value, const QMetaType 
         v = value.toBool();
     else if (value.isInteger())
         v = value.toInteger();
-    else if (value.isDouble())
-        v = value.toDouble();
-    else if (value.isString())
+    else if (value.isDouble()) {
+        // A real goes only where a real belongs, and into a float only when it fits: other
+        // conversions of reals (into integers, a huge one into a float) are undefined.
+        const double real = value.toDouble();
+        if (type.id() != QMetaType::Double && type.id() != QMetaType::Float)
+            return std::nullopt;
+        if (type.id() == QMetaType::Float && std::isfinite(real) && std::abs(real) > std::numeric_limits<float>::max())
+            return std::nullopt;
+        v = real;
+    } else if (value.isString())
         v = value.toString();
     else if (value.isByteArray())
         v = value.toByteArray();
@@ -524,7 +533,12 @@ std::optional<QVariant> decodeKeyed(const QCborValue &value, int depth)
                 const auto decoded = decodeKeyed(field, depth + 1);
                 if (!decoded || !decoded->canConvert<double>())
                     return std::nullopt;
-                numbers.append(decoded->toDouble());
+                const double number = decoded->toDouble();
+                // An integer geometry takes only what an int holds (NaN included, nothing else fits).
+                if (isIntegerGeometry(type.id())
+                    && !(number >= std::numeric_limits<int>::min() && number <= std::numeric_limits<int>::max()))
+                    return std::nullopt;
+                numbers.append(number);
             }
             return geometryFromNumbers(type.id(), numbers);
         }

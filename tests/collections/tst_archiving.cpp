@@ -264,12 +264,24 @@ void TestArchiving::numbersOutsideTheirTypeAreRefused_data()
     QTest::newRow("format version as a huge real") << document(1e300, scalar(u"int"_s, 1));
     QTest::newRow("stream version as a huge real") << document(
         1, QCborMap {{u"type"_s, u"QUuid"_s}, {u"stream"_s, QByteArray(16, '\0')}, {u"streamVersion"_s, 1e300}});
+    auto point = [&](double x) {
+        return QCborMap {{u"type"_s, u"QPoint"_s},
+            {u"fields"_s, QCborMap {{u"x"_s, scalar(u"double"_s, x)}, {u"y"_s, scalar(u"int"_s, 0)}}}};
+    };
+    QTest::newRow("point coordinate beyond an int") << document(1, point(3e9));
+    QTest::newRow("point coordinate not a number") << document(1, point(qQNaN()));
+    QTest::newRow("integer given as a real") << document(1, scalar(u"int"_s, 1e300));
+    QTest::newRow("float given a real beyond floats") << document(1, scalar(u"float"_s, 1e300));
 }
 
 void TestArchiving::numbersOutsideTheirTypeAreRefused()
 {
     QFETCH(QByteArray, data);
     QVERIFY(!QJArchiving::unarchiveObjectWithData(data, true).isValid());
+    // The same point with a coordinate that fits is read.
+    const QByteArray fits = QByteArray(data).replace(QCborValue(3e9).toCbor(), QCborValue(-7.0).toCbor());
+    if (fits != data)
+        QCOMPARE(QJArchiving::unarchiveObjectWithData(fits, true), QVariant(QPoint(-7, 0)));
 }
 
 QTEST_GUILESS_MAIN(TestArchiving)
