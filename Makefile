@@ -14,7 +14,7 @@ PACKAGES := build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-d
 CMAKE_CONFIGURE = cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) \
                   -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 
-.PHONY: all deps configure build test check-example install demo tour format clean fuzz
+.PHONY: all deps configure build test check-example install demo tour format clean fuzz docs bench
 
 all: build
 
@@ -55,6 +55,33 @@ format:
 
 clean:
 	rm -rf $(BUILD_DIR)
+
+# Side-by-side comparisons of every subsystem, the Google Benchmark programs and the growth plot, in
+# a Release build of its own; writes docs/performance.md and docs/images/scaling.png. Takes a while.
+BENCH_DIR      ?= build-bench
+BENCH_PACKAGES := libbenchmark-dev libssl-dev wdiff git python3 libplist-utils curl time gnuplot-nox
+
+bench: deps
+	@scripts/install-deps.sh $(BENCH_PACKAGES)
+	cmake -S . -B $(BENCH_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release -DQJKIT_BUILD_BENCH=ON \
+	      -DQJKIT_BUILD_TESTS=OFF -DQJKIT_BUILD_DEMO=OFF
+	cmake --build $(BENCH_DIR) -j $(JOBS)
+	nice python3 scripts/bench-report.py $(BENCH_DIR) docs/performance.md
+
+# API reference from the public headers, with Doxygen; fails on any Doxygen warning (an undocumented
+# public symbol among them).
+DOCS_PACKAGES := doxygen
+VERSION := $(shell awk '/^project.QJKit VERSION/ {print $$3}' CMakeLists.txt)
+
+docs:
+	@scripts/install-deps.sh $(DOCS_PACKAGES)
+	@rm -rf $(BUILD_DIR)/docs && mkdir -p $(BUILD_DIR)/docs
+	QJKIT_VERSION=$(VERSION) QJKIT_DOCS_OUTPUT=$(BUILD_DIR)/docs doxygen docs/Doxyfile
+	@if [ -s $(BUILD_DIR)/docs/warnings.log ]; then \
+	  cat $(BUILD_DIR)/docs/warnings.log >&2; \
+	  echo "make docs: Doxygen printed $$(wc -l < $(BUILD_DIR)/docs/warnings.log) warning line(s)" >&2; exit 1; \
+	fi
+	@echo "API reference: $(BUILD_DIR)/docs/html/index.html"
 
 # Runs every libFuzzer target for FUZZ_SECONDS seconds (default 60).
 fuzz:

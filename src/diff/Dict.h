@@ -68,10 +68,10 @@ public:
     /** A key with its length and hash, computed once for lookups in several tables. */
     struct hashed_key
     {
-        const char *text;
-        std::size_t length;
-        std::uint64_t hash;
-        std::uint64_t head[2]; // the first 16 bytes, zero-padded: a short key compares here
+        const char *text; ///< the key itself, borrowed
+        std::size_t length; ///< its length in bytes
+        std::uint64_t hash; ///< the hash of its content
+        std::uint64_t head[2]; ///< the first 16 bytes, zero-padded: a short key compares here
     };
     /** @return @p key with its length and the hash of its content. */
     static hashed_key hash(const char *key);

@@ -43,6 +43,7 @@ public:
     /** @return the new side's tokens joined with single blanks (the old side's for an unchanged run). */
     QString newValue() const { return _newValue; }
 
+    /** @return whether both runs have the same type and texts. */
     friend bool operator==(const DiffObject &, const DiffObject &) = default;
 
 private:
