@@ -34,12 +34,16 @@ test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
 	$(MAKE) --no-print-directory check-example
 
-# Installs the library into a staging prefix and builds the example host project against it.
+# Installs the library into a staging prefix and builds the example host project and the examples
+# of docs/ against it, then runs those without a window.
 check-example: build
 	cmake --install $(BUILD_DIR) --prefix $(PREFIX) > /dev/null
 	cmake -S examples/host -B $(BUILD_DIR)/example-host -G Ninja -DCMAKE_PREFIX_PATH=$(PREFIX) > /dev/null
 	cmake --build $(BUILD_DIR)/example-host
 	LD_LIBRARY_PATH=$(PREFIX)/lib:$$LD_LIBRARY_PATH $(BUILD_DIR)/example-host/qjkit-example-host
+	cmake -S examples/docs -B $(BUILD_DIR)/example-docs -G Ninja -DCMAKE_PREFIX_PATH=$(PREFIX) > /dev/null
+	cmake --build $(BUILD_DIR)/example-docs -j $(JOBS)
+	LD_LIBRARY_PATH=$(PREFIX)/lib:$$LD_LIBRARY_PATH scripts/run-doc-examples.sh $(BUILD_DIR)/example-docs
 
 install: build
 	cmake --install $(BUILD_DIR) --prefix $(PREFIX)
