@@ -72,13 +72,14 @@ bench: deps
 	cmake --build $(BENCH_DIR) -j $(JOBS)
 	nice python3 scripts/bench-report.py $(BENCH_DIR) docs/performance.md
 
-# API reference from the public headers, with Doxygen; fails on any Doxygen warning (an undocumented
-# public symbol among them).
-DOCS_PACKAGES := doxygen
+# API reference from the public headers and the guides, with Doxygen; fails on any Doxygen warning
+# (an undocumented public symbol among them) and when a guide's quoted code differs from its example.
+DOCS_PACKAGES := doxygen python3
 VERSION := $(shell awk '/^project.QJKit VERSION/ {print $$3}' CMakeLists.txt)
 
 docs:
 	@scripts/install-deps.sh $(DOCS_PACKAGES)
+	python3 scripts/docs-snippets.py
 	@rm -rf $(BUILD_DIR)/docs && mkdir -p $(BUILD_DIR)/docs
 	QJKIT_VERSION=$(VERSION) QJKIT_DOCS_OUTPUT=$(BUILD_DIR)/docs doxygen docs/Doxyfile
 	@if [ -s $(BUILD_DIR)/docs/warnings.log ]; then \

@@ -5,9 +5,12 @@ build configured with -DQJKIT_BUILD_BENCH=ON, measures how diff and statistics t
 input, plots that, and writes everything, with the machine and the tool versions, to one markdown
 report. `make bench` runs it.
 
-    scripts/bench-report.py BUILD_DIR [REPORT]     (default REPORT: docs/performance.md)
+    scripts/bench-report.py BUILD_DIR [REPORT]            measures, then writes REPORT
+    scripts/bench-report.py --render BUILD_DIR [REPORT]   writes REPORT again from the last run's figures
 
-Every figure in the report comes from this one run. The plot goes to images/ beside the report.
+REPORT defaults to docs/performance.md; the plot goes to images/ beside it. The figures of a run are
+kept in BUILD_DIR/bench-report.json, so the text around them can be changed without measuring again.
+Every figure in the report comes from one run.
 """
 import datetime
 import json
@@ -181,7 +184,7 @@ def summary_coding(output):
     return rows
 
 
-def summary_seconds(tool):
+def summary_seconds(tool, subject):
     """Rows whose second and third cells hold seconds: task | ours | theirs | ..."""
 
     def parse(output):
@@ -189,7 +192,7 @@ def summary_seconds(tool):
         for row in table_rows(output):
             if len(row) >= 3 and seconds(row[1]) and seconds(row[2]):
                 ours, theirs = seconds(row[1]), seconds(row[2])
-                rows.append((row[0], f"{ours:.3f} s", f"{tool}: {theirs:.3f} s", theirs / ours))
+                rows.append((f"{subject}: {row[0]}", f"{ours:.3f} s", f"{tool}: {theirs:.3f} s", theirs / ours))
         return rows
 
     return parse
@@ -321,82 +324,122 @@ def growth(rows, kind):
 # ---------------------------------------------------------------------------------------------
 
 
-def main():
-    if len(sys.argv) not in (2, 3):
-        sys.exit(__doc__)
-    build = os.path.abspath(sys.argv[1])
-    report = Path(sys.argv[2] if len(sys.argv) == 3 else ROOT / "docs/performance.md").resolve()
-    images = report.parent / "images"
-    images.mkdir(parents=True, exist_ok=True)
+# The side-by-side comparisons: key, title, script, its argument (the build folder or the qjkit
+# program), what it measures, the summary parser, and a header for scripts that print rows only.
+COMPARISONS = [
+    ("text", "Text: statistics and natural sort", "bench/text/compare.sh", "build",
+     "A generated 100 MB UTF-8 prose file and a file of 1,000,000 file-name-like lines; the median "
+     "wall-clock time of five runs of each command, in the `C.UTF-8` locale so that `wc -m` and "
+     "`sort -V` work on characters. Ratio = QJKit's time ÷ the other tool's (below 1: QJKit is "
+     "faster). The in-process rows are `bench_text`'s counting speed (`wholeLines` measures every "
+     "paragraph's whole line again). `qjkit sort` uses a stable merge sort of its own, because two "
+     "names that differ only in letter case compare as equal.",
+     summary_text, None),
+    ("diff", "Differences: word diff", "bench/diff/compare.sh", "qjkit",
+     "Two generated texts of 1,000,000 and of 2,000,000 words a side (made-up words with a natural "
+     "frequency spread, twelve to a line; the new text differs in 1% of the words), compared with "
+     "`qjkit diff --type words`, `wdiff` and `git diff --no-index --word-diff`; the best wall time "
+     "of three runs with its CPU time and the largest peak memory. Last column: the tool's time ÷ "
+     "qjkit's (above 1: qjkit is faster). `git diff --word-diff` compares lines first and splits only "
+     "the changed lines into words, while the difference engine matches every word of both texts "
+     "against the other text wherever it stands, and its output is about twice as long (unchanged "
+     "runs are written on both sides). Peak memory holds the texts (UTF-16), their tokens, the "
+     "engine's per-token tables and the runs' texts.",
+     summary_diff, None),
+    ("coding", "Coding: Blowfish", "bench/coding/compare.sh", "build",
+     "Google Benchmark, medians of five runs in CPU time, MB = 10^6 bytes; OpenSSL from Debian's "
+     "`libssl-dev`, its low-level `BF_encrypt` and `BF_set_key`. Coding keys its context once per "
+     "call (the key schedule row). A byte always codes to the same chunk under one key, so encoding "
+     "enciphers each distinct byte once and copies its chunk; decoding remembers recently deciphered "
+     "chunks, and input whose every chunk differs (the last row) is deciphered block by block.",
+     summary_coding, None),
+    ("collections", "Collections: key paths and merging", "bench/collections/compare.sh", "qjkit",
+     "A generated tree of 10 keys per level, 5 levels deep (100,000 leaves, about 4 MB of XML); "
+     "the whole command, best of three runs, beside the same job written with Python's plistlib. "
+     "Ratio = plistlib's time ÷ qjkit's (above 1: qjkit is faster).",
+     summary_seconds("plistlib", "collections"), "| Task | qjkit | plistlib | plistlib ÷ qjkit |"),
+    ("plist", "Property lists: reading and writing XML", "bench/foundation/compare.sh", "build",
+     "One generated XML property list of 50 MB (`bench/foundation/gen_plist.py`: 70,000 document "
+     "records holding strings that need escaping, integers, reals, booleans, dates, data, arrays and "
+     "nested dictionaries), read and written back as XML by `qjkit plist convert`, by Python's "
+     "plistlib (`plistlib.load`, then `plistlib.dumps(…, fmt=FMT_XML, sort_keys=True)`) and by "
+     "plistutil. Given an XML file and `-f xml`, plistutil copies its input without parsing it, so "
+     "its row converts to its binary format and back in a pipe; the second table starts from that "
+     "binary file. Median wall time of three runs, the CPU time of that run and the largest peak "
+     "memory.",
+     summary_plist, None),
+    ("update", "Update check", "bench/update/compare.sh", "build",
+     "Generated version folders served by `python3 -m http.server` on 127.0.0.1 (a new connection "
+     "per request); `qjkit check-update` beside `curl` fetching the same files in one process. "
+     "Ratio = qjkit's time ÷ curl's; the Python server's time dominates both sides, so the ratio "
+     "varies from run to run.",
+     summary_seconds("curl", "update check"), "| Versions | qjkit | curl | qjkit ÷ curl |"),
+]
+
+# The Google Benchmark programs: key, title, what the reader needs to know.
+IN_PROCESS = [
+    ("foundation", "Property lists (`bench_foundation`)",
+     "`QJPropertyListSerialization` writing and reading the XML of N document records (the records "
+     "of the 50 MB comparison; 1,000 records are about 0.7 MB). `readMutableXml` makes mutable "
+     "containers."),
+    ("diff", "Difference engine (`bench_diff`)",
+     "`Dict` (set every old token, then get every new one), `DiffEngine::diff` and "
+     "`QJDifferenceEngine` with type words (split both texts, compute the differences), for N tokens "
+     "a side; the new side differs in 1% of the tokens."),
+    ("collections", "Collections (`bench_collections`)",
+     "Merging (`recursiveAddEntriesFromDictionary`) and listing key paths (`allKeyPaths`) of trees "
+     "with 10 keys per level and N levels, and of chains N levels deep. Both grow linearly with the "
+     "number of entries: a merge visits each entry of the overlay once (plus the copies of immutable "
+     "containers it meets), and listing keeps one growing path instead of a prefix per level."),
+    ("update", "Update check against a local server (`bench_update`)",
+     "One whole check, from the host lookup to the last record, against the tests' HTTP server on "
+     "127.0.0.1 (which keeps connections open), with N newer versions (at most 100 are fetched by "
+     "default; the larger row raises the limit), and picking and ordering the newer builds of a "
+     "large index."),
+]
+
+
+def measure(build):
     qjkit = str(Path(build) / "tools/qjkit/qjkit")
-    started = datetime.datetime.now(datetime.timezone.utc)
-    about_machine = machine()
-    about_versions = versions(build)
-
-    # (title, command shown, what it measures, output, summary rows)
-    sections = []
-
-    def add(title, shown, explanation, output, summarise, header=None):
-        # Some scripts print their rows without a header; give the table one.
-        if header and output.startswith("|") and not is_separator(output.splitlines()[1] if "\n" in output else ""):
-            output = header + "\n" + "|---" * header.count("|", 1) + "|\n" + output
-        sections.append((title, shown, explanation, output, summarise(output)))
-
-    add("Text: statistics and natural sort", "bench/text/compare.sh BUILD_DIR",
-        "A generated 100 MB UTF-8 prose file and a file of 1,000,000 file-name-like lines; the median "
-        "wall-clock time of five runs of each command, in the `C.UTF-8` locale so that `wc -m` and "
-        "`sort -V` work on characters. Ratio = QJKit's time ÷ the other tool's (below 1: QJKit is "
-        "faster). The in-process rows are `bench_text`'s counting speed.",
-        compare("bench/text/compare.sh", build), summary_text)
-    add("Differences: word diff", "bench/diff/compare.sh QJKIT",
-        "Two generated texts of 1,000,000 and of 2,000,000 words a side (made-up words with a natural "
-        "frequency spread, twelve to a line; the new text differs in 1% of the words), compared with "
-        "`qjkit diff --type words`, `wdiff` and `git diff --no-index --word-diff`; the best wall time "
-        "of three runs with its CPU time and the largest peak memory. Last column: the tool's time ÷ "
-        "qjkit's (above 1: qjkit is faster).",
-        compare("bench/diff/compare.sh", qjkit), summary_diff)
-    add("Coding: Blowfish", "bench/coding/compare.sh BUILD_DIR",
-        "Google Benchmark, medians of five runs in CPU time, MB = 10^6 bytes; OpenSSL from Debian's "
-        "`libssl-dev`, its low-level `BF_encrypt` and `BF_set_key`. A byte always codes to the same "
-        "chunk under one key, so encoding enciphers each distinct byte once and copies its chunk; "
-        "decoding remembers recently deciphered chunks, and input whose every chunk differs (the last "
-        "row) is deciphered block by block.",
-        compare("bench/coding/compare.sh", build), summary_coding)
-    add("Collections: key paths and merging", "bench/collections/compare.sh QJKIT",
-        "A generated tree of 10 keys per level, 5 levels deep (100,000 leaves, about 4 MB of XML); "
-        "the whole command, best of three runs, beside the same job written with Python's plistlib. "
-        "Ratio = plistlib's time ÷ qjkit's (above 1: qjkit is faster).",
-        compare("bench/collections/compare.sh", qjkit), summary_seconds("plistlib"),
-        header="| Task | qjkit | plistlib | plistlib ÷ qjkit |")
-    add("Property lists: reading and writing XML", "bench/foundation/compare.sh BUILD_DIR",
-        "One generated XML property list of 50 MB (70,000 document records holding strings that need "
-        "escaping, integers, reals, booleans, dates, data, arrays and nested dictionaries), read and "
-        "written back as XML by each tool: `qjkit plist convert`, Python's plistlib (`plistlib.load`, "
-        "then `plistlib.dumps(…, fmt=FMT_XML, sort_keys=True)`) and `plistutil -i … -o … -f xml`. "
-        "Median wall time of three runs, the CPU time of that run and the largest peak memory.",
-        compare("bench/foundation/compare.sh", build), summary_plist)
-    add("Update check", "bench/update/compare.sh BUILD_DIR",
-        "Generated version folders served by `python3 -m http.server` on 127.0.0.1 (a new connection "
-        "per request); `qjkit check-update` beside `curl` fetching the same files in one process. "
-        "Ratio = qjkit's time ÷ curl's; the Python server's time dominates both sides.",
-        compare("bench/update/compare.sh", build), summary_seconds("curl"),
-        header="| Versions | qjkit | curl | qjkit ÷ curl |")
-
-    in_process = []
-    for name, title in (("foundation", "Property lists (`bench_foundation`)"),
-                        ("diff", "Difference engine (`bench_diff`)"),
-                        ("collections", "Collections (`bench_collections`)"),
-                        ("update", "Update check against a local server (`bench_update`)")):
-        program = Path(build) / f"bench/{name}/bench_{name}"
+    figures = {
+        "started": datetime.datetime.now(datetime.timezone.utc).isoformat(),
+        "machine": machine(),
+        "versions": versions(build),
+        "comparisons": {},
+        "in_process": {},
+    }
+    for key, _, script, argument, *_ in COMPARISONS:
+        figures["comparisons"][key] = compare(script, build if argument == "build" else qjkit)
+    for key, *_ in IN_PROCESS:
+        program = Path(build) / f"bench/{key}/bench_{key}"
         if program.exists():
-            in_process.append((title, benchmark_table(google_benchmark(str(program)))))
-
+            figures["in_process"][key] = google_benchmark(str(program))
     log("measuring growth with the input size")
     with tempfile.TemporaryDirectory(dir=build) as work:
-        growth_rows = scaling(build, work)
-    png = images / "scaling.png"
-    plot(growth_rows, png)
-    finished = datetime.datetime.now(datetime.timezone.utc)
+        figures["growth"] = scaling(build, work)
+    figures["finished"] = datetime.datetime.now(datetime.timezone.utc).isoformat()
+    return figures
+
+
+def render(figures, report):
+    started = datetime.datetime.fromisoformat(figures["started"])
+    finished = datetime.datetime.fromisoformat(figures["finished"])
+    growth_rows = [tuple(row) for row in figures["growth"]]
+    images = report.parent / "images"
+    images.mkdir(parents=True, exist_ok=True)
+    plot(growth_rows, images / "scaling.png")
+
+    sections = []
+    for key, title, script, argument, explanation, summarise, header in COMPARISONS:
+        output = figures["comparisons"].get(key)
+        if output is None:
+            continue
+        # Some scripts print their rows without a header; give the table one.
+        lines = output.splitlines()
+        if header and output.startswith("|") and not (len(lines) >= 2 and is_separator(lines[1])):
+            output = header + "\n" + "|---" * header.count("|", 1) + "|\n" + output
+        shown = f"{script} {'BUILD_DIR' if argument == 'build' else 'QJKIT'}"
+        sections.append((title, shown, explanation, output, summarise(output)))
 
     out = []
     w = out.append
@@ -404,11 +447,11 @@ def main():
     w("")
     w(f"Generated by `make bench` (`scripts/bench-report.py`) on {started:%Y-%m-%d}, from "
       f"{started:%H:%M} to {finished:%H:%M} UTC. Every figure on this page comes from that one run; run "
-      "`make bench` again to measure your own machine.")
+      "`make bench` to measure your own machine.")
     w("")
     w("| Machine | |")
     w("|---|---|")
-    for key, value in about_machine + about_versions:
+    for key, value in figures["machine"] + figures["versions"]:
         w(f"| {key} | {value} |")
     w("")
     w("## Summary")
@@ -433,12 +476,11 @@ def main():
         command = "qjkit diff --type words" if kind == "diff" else "qjkit stats"
         w(f"| `{command}` | {label} | {size:.1f} | {t:.3f} | {t / size * 1e3:.1f} |")
     w("")
-    w(f"From the smallest to the largest input, diff time grows {growth(growth_rows, 'diff'):.2f} times as fast as "
-      f"the input, and statistics time {growth(growth_rows, 'stats'):.2f} times (1.00 is exactly linear). Both "
-      "are linear: the difference engine does a constant-time table lookup per token, and statistics "
-      "are one pass over the text. The diff inputs come from `bench/diff/gen_texts.py`, the prose "
-      "from `bench/text/textgen`; each point is the median of three runs of the whole command, "
-      "reading the files included.")
+    w(f"From the smallest to the largest input, diff time grows {growth(growth_rows, 'diff'):.2f} times as fast "
+      f"as the input, and statistics time {growth(growth_rows, 'stats'):.2f} times (1.00 is exactly linear): the "
+      "difference engine does a constant-time table lookup per token, and statistics are one pass over "
+      "the text. The diff inputs come from `bench/diff/gen_texts.py`, the prose from `bench/text/textgen`; "
+      "each point is the median of three runs of the whole command, reading the files included.")
     for title, shown, explanation, output, _ in sections:
         w("")
         w(f"## {title}")
@@ -450,16 +492,36 @@ def main():
     w("## In-process benchmarks")
     w("")
     w("Google Benchmark programs under `bench/` (built with `-DQJKIT_BUILD_BENCH=ON`), each run once with "
-      "its default settings; the `/N` after a name is its size argument (records, tokens, levels or "
-      "versions, as the program's source says).")
-    for title, table in in_process:
-        w("")
-        w(f"### {title}")
-        w("")
-        w(table)
+      "its default settings; `/N` after a name is its size argument.")
+    for key, title, explanation in IN_PROCESS:
+        if key in figures["in_process"]:
+            w("")
+            w(f"### {title}")
+            w("")
+            w(explanation)
+            w("")
+            w(benchmark_table(figures["in_process"][key]))
     w("")
     report.write_text("\n".join(out))
-    log(f"wrote {report} and {png}")
+    log(f"wrote {report} and {images / 'scaling.png'}")
+
+
+def main():
+    arguments = sys.argv[1:]
+    rerender = arguments[:1] == ["--render"]
+    if rerender:
+        arguments = arguments[1:]
+    if len(arguments) not in (1, 2):
+        sys.exit(__doc__)
+    build = os.path.abspath(arguments[0])
+    report = Path(arguments[1] if len(arguments) == 2 else ROOT / "docs/performance.md").resolve()
+    saved = Path(build) / "bench-report.json"
+    if rerender:
+        figures = json.loads(saved.read_text())
+    else:
+        figures = measure(build)
+        saved.write_text(json.dumps(figures, indent=1))
+    render(figures, report)
 
 
 main()
