@@ -249,7 +249,9 @@ def benchmark_table(results):
         if "bytes_per_second" in b:
             rate = f"{b['bytes_per_second'] / 1e6:.1f} MB/s"
         elif "items_per_second" in b:
-            rate = f"{b['items_per_second'] / 1e6:.2f} M items/s"
+            items = b["items_per_second"]
+            rate = (f"{items / 1e6:.2f} M items/s" if items >= 1e6
+                    else f"{items / 1e3:.1f} k items/s" if items >= 1e3 else f"{items:.0f} items/s")
         lines.append(f"| `{b['name']}` | {duration(b['real_time'], b['time_unit'])} | "
                      f"{duration(b['cpu_time'], b['time_unit'])} | {rate} |")
     return "\n".join(lines)
@@ -316,9 +318,10 @@ plot "{work}/diff.dat" using 1:2 with linespoints lw 2 pt 7 title "qjkit diff --
 
 
 def growth(rows, kind):
+    """How many times the largest input is the smallest, and how many times as long it takes."""
     points = [(size, t) for k, _, size, t in rows if k == kind]
     (s0, t0), (s1, t1) = points[0], points[-1]
-    return (t1 / t0) / (s1 / s0)
+    return s1 / s0, t1 / t0
 
 
 # ---------------------------------------------------------------------------------------------
@@ -476,11 +479,14 @@ def render(figures, report):
         command = "qjkit diff --type words" if kind == "diff" else "qjkit stats"
         w(f"| `{command}` | {label} | {size:.1f} | {t:.3f} | {t / size * 1e3:.1f} |")
     w("")
-    w(f"From the smallest to the largest input, diff time grows {growth(growth_rows, 'diff'):.2f} times as fast "
-      f"as the input, and statistics time {growth(growth_rows, 'stats'):.2f} times (1.00 is exactly linear): the "
-      "difference engine does a constant-time table lookup per token, and statistics are one pass over "
-      "the text. The diff inputs come from `bench/diff/gen_texts.py`, the prose from `bench/text/textgen`; "
-      "each point is the median of three runs of the whole command, reading the files included.")
+    diff_size, diff_time = growth(growth_rows, "diff")
+    stats_size, stats_time = growth(growth_rows, "stats")
+    w(f"The largest diff input is {diff_size:.1f} times the smallest and takes {diff_time:.1f} times as long; "
+      f"for statistics, {stats_size:.1f} times the input takes {stats_time:.1f} times as long. Both grow "
+      "linearly (process start-up and reading weigh a little more on the small inputs): the difference "
+      "engine does a constant-time table lookup per token, and statistics are one pass over the text. "
+      "The diff inputs come from `bench/diff/gen_texts.py`, the prose from `bench/text/textgen`; each "
+      "point is the median of three runs of the whole command, reading the files included.")
     for title, shown, explanation, output, _ in sections:
         w("")
         w(f"## {title}")
@@ -503,7 +509,28 @@ def render(figures, report):
             w(benchmark_table(figures["in_process"][key]))
     w("")
     report.write_text("\n".join(out))
+    if report == (ROOT / "docs/performance.md").resolve():
+        update_readme(sections, started)
     log(f"wrote {report} and {images / 'scaling.png'}")
+
+
+README_BEGIN = "<!-- performance-summary: written by make bench -->"
+README_END = "<!-- performance-summary end -->"
+
+
+def update_readme(sections, started):
+    """Replaces the summary table between the README's markers with this run's."""
+    readme = ROOT / "README.md"
+    text = readme.read_text()
+    if README_BEGIN not in text or README_END not in text:
+        return
+    rows = [f"Measured on {started:%Y-%m-%d} by `make bench`; speed-up = the other tool's time ÷ QJKit's "
+            "(above 1: QJKit is faster).", "", "| Job | QJKit | Other tool | Speed-up |", "|---|---|---|---|"]
+    for _, _, _, _, summary in sections:
+        rows += [f"| {job} | {ours} | {theirs} | {faster:.2f}× |" for job, ours, theirs, faster in summary]
+    head, rest = text.split(README_BEGIN, 1)
+    readme.write_text(head + README_BEGIN + "\n" + "\n".join(rows) + "\n" + README_END + rest.split(README_END, 1)[1])
+    log(f"updated the summary in {readme}")
 
 
 def main():
