@@ -43,7 +43,7 @@ private:
     QStringList m_words;
 };
 
-// A start-up step that is done at once.
+// A step that is done at once, at start-up and again at shut-down.
 class RecentFiles : public QObject, public QJBootSequence, public QJShutdownSequence
 {
     Q_OBJECT
