@@ -43,15 +43,15 @@ QString QJFormat::format(const QString &format, const QList<QJValue> &arguments)
             position = format.mid(i, j - i).toLongLong() - 1;
             i = j + 1;
         }
-        QString spec = QStringLiteral("%");
+        QString directive = QStringLiteral("%");
         while (i < n && isFlag(format.at(i)))
-            spec += format.at(i++);
+            directive += format.at(i++);
         while (i < n && format.at(i).isDigit())
-            spec += format.at(i++);
+            directive += format.at(i++);
         if (i < n && format.at(i) == u'.') {
-            spec += format.at(i++);
+            directive += format.at(i++);
             while (i < n && format.at(i).isDigit())
-                spec += format.at(i++);
+                directive += format.at(i++);
         }
         while (i < n && isLengthModifier(format.at(i)))
             ++i;
@@ -63,21 +63,21 @@ QString QJFormat::format(const QString &format, const QList<QJValue> &arguments)
         const qsizetype index = position >= 0 ? position : next++;
         const bool present = index >= 0 && index < arguments.size();
         const QJValue arg = present ? arguments.at(index) : QJValue();
-        const QByteArray cspec = spec.toLatin1();
+        const QByteArray cdirective = directive.toLatin1();
         switch (conversion.unicode()) {
         case u'@':
             out += arg.description();
             break;
         case u'd':
         case u'i':
-            out += present ? QString::asprintf(QByteArray(cspec + "lld").constData(), qlonglong(arg.toInteger()))
+            out += present ? QString::asprintf(QByteArray(cdirective + "lld").constData(), qlonglong(arg.toInteger()))
                            : QStringLiteral("(null)");
             break;
         case u'u':
         case u'x':
         case u'X':
         case u'o':
-            out += present ? QString::asprintf(QByteArray(cspec + "ll" + char(conversion.unicode())).constData(),
+            out += present ? QString::asprintf(QByteArray(cdirective + "ll" + char(conversion.unicode())).constData(),
                        qulonglong(arg.toUnsignedInteger()))
                            : QStringLiteral("(null)");
             break;
@@ -90,7 +90,7 @@ QString QJFormat::format(const QString &format, const QList<QJValue> &arguments)
         case u'a':
         case u'A':
             out += present
-                ? QString::asprintf(QByteArray(cspec + char(conversion.unicode())).constData(), arg.toDouble())
+                ? QString::asprintf(QByteArray(cdirective + char(conversion.unicode())).constData(), arg.toDouble())
                 : QStringLiteral("(null)");
             break;
         case u's':

@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include <QJDifferenceEngine.h>
+#include <qjdifftokens_p.h>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cmath>
+#include <thread>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+// Renders runs as "type:old/new" joined with " | ".
+QString render(const QList<DiffObject> &differences)
+{
+    QStringList parts;
+    for (const DiffObject &d : differences)
+        parts.append(u"%1:%2/%3"_s.arg(d.type()).arg(d.oldValue(), d.newValue()));
+    return parts.join(u" | "_s);
+}
+
+QList<DiffObject> compare(int type, const QString &oldText, const QString &newText, float *match = nullptr)
+{
+    QJDifferenceEngine engine;
+    engine.setComparisonType(type);
+    engine.setOldString(oldText);
+    engine.setNewString(newText);
+    engine.computeDifferences();
+    if (match)
+        *match = engine.matchValue();
+    return engine.differences();
+}
+} // namespace
+
+class TestDifferenceEngine : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void split_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QByteArrayList>("tokens");
+        QTest::newRow("words") << 0 << u"  a b\n\nc \n"_s << QByteArrayList {"a", "b", "c"};
+        QTest::newRow("words keep tabs and returns") << 0 << u"a\tb\r\nc"_s << QByteArrayList {"a\tb\r", "c"};
+        QTest::newRow("lines keep blanks") << 1 << u"one two\nthree\n"_s << QByteArrayList {"one two", "three"};
+        QTest::newRow("mark split off") << 2 << u"Yes!"_s << QByteArrayList {"Yes", "!"};
+        QTest::newRow("mark first dropped") << 2 << u"!Yes"_s << QByteArrayList {"Yes"};
+        QTest::newRow("marks after a blank dropped") << 2 << u"(a) b !!"_s << QByteArrayList {"a", ")", "b"};
+        QTest::newRow("mark after a mark kept") << 2 << u"a!!"_s << QByteArrayList {"a", "!", "!"};
+        QTest::newRow("mark starts a token") << 2 << u"a, b x.y"_s << QByteArrayList {"a", ",", "b", "x", ".y"};
+        QTest::newRow("other type: one token") << 7 << u" a, b\n"_s << QByteArrayList {" a, b\n"};
+        QTest::newRow("other type, empty") << -1 << u""_s << QByteArrayList {};
+        // The scan stops after as many bytes as the text has UTF-16 units.
+        QTest::newRow("cut after a character") << 0 << u"aé b"_s << QByteArrayList {"a\xc3\xa9"};
+        QTest::newRow("cut inside a character") << 0 << u"x é"_s << QByteArrayList {"x", "\xc3"};
+        QTest::newRow("surrogate pair") << 0 << u"😀 a b"_s << QByteArrayList {"\xf0\x9f\x98\x80", "a"};
+    }
+    void split()
+    {
+        QFETCH(int, type);
+        QFETCH(QString, text);
+        QFETCH(QByteArrayList, tokens);
+        QJDiffTokens out;
+        QJDiffTokenizer::split(out, u"stale tokens"_s, 0);
+        QJDiffTokenizer::split(out, text, type);
+        QByteArrayList got;
+        for (const char *t : out.tokens)
+            got.append(QByteArray(t));
+        QCOMPARE(got, tokens);
+    }
+
+    void compareTexts_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QString>("oldText");
+        QTest::addColumn<QString>("newText");
+        QTest::addColumn<QString>("runs");
+        QTest::addColumn<float>("match");
+        const float nan = std::nanf("");
+        QTest::newRow("both empty: 0/0") << 0 << u""_s << u""_s << u""_s << nan;
+        QTest::newRow("identical") << 1 << u"a\nb"_s << u"a\nb"_s << u"0:a b/a b"_s << 1.0f;
+        QTest::newRow("one word changed")
+            << 0 << u"a b c"_s << u"a x c"_s << u"0:a/a | 1:b/x | 0:c/c"_s << 2.0f / (2.0f * 0.5f + 2.0f);
+        QTest::newRow("all added") << 0 << u""_s << u"x y"_s << u"3:/x y"_s << 0.0f;
+        QTest::newRow("punctuation joined with blanks")
+            << 2 << u"Hello, world"_s << u"Hello world"_s << u"0:Hello/Hello | 2:,/ | 0:world/world"_s << 0.8f;
+        QTest::newRow("token cut inside a character") << 0 << u"é"_s << u"é"_s << u"0:(null)/(null)"_s << 1.0f;
+    }
+    void compareTexts()
+    {
+        QFETCH(int, type);
+        QFETCH(QString, oldText);
+        QFETCH(QString, newText);
+        QFETCH(QString, runs);
+        QFETCH(float, match);
+        float got = 0;
+        QCOMPARE(render(compare(type, oldText, newText, &got)), runs);
+        if (std::isnan(match))
+            QVERIFY(std::isnan(got));
+        else
+            QCOMPARE(got, match);
+    }
+
+    void callingOrder()
+    {
+        QJDifferenceEngine engine;
+        QCOMPARE(engine.comparisonType(), int(ComparisonLines));
+        engine.computeDifferences(); // nothing set: both sides read as empty
+        QVERIFY(engine.differences().isEmpty() && std::isnan(engine.matchValue()));
+        engine.setNewString(u"x y"_s);
+        engine.computeDifferences();
+        QCOMPARE(render(engine.differences()), u"3:/x y"_s);
+
+        // Changing the type does not re-split texts already given.
+        engine.setOldString(u"a b"_s);
+        engine.setNewString(u"a c"_s);
+        engine.setComparisonType(ComparisonWords);
+        engine.computeDifferences();
+        QCOMPARE(render(engine.differences()), u"1:a b/a c"_s);
+        engine.setOldString(u"a b"_s);
+        engine.setNewString(u"a c"_s);
+        engine.computeDifferences();
+        const QList<DiffObject> detailed = engine.differences();
+        QCOMPARE(render(detailed), u"0:a/a | 1:b/c"_s);
+
+        // A match-only computation leaves the last detailed runs in place.
+        engine.setNewString(u"a b"_s);
+        engine.computeMatchValueOnly();
+        QCOMPARE(engine.matchValue(), 1.0f);
+        QCOMPARE(engine.differences(), detailed);
+    }
+
+    // Engines share nothing: several worker threads compare at once and agree with one thread.
+    void threads()
+    {
+        const QString oldText = u"the quick brown fox jumps over the lazy dog "_s.repeated(200);
+        std::vector<QList<DiffObject>> expected, got(4);
+        std::vector<std::thread> workers;
+        for (int i = 0; i < 4; ++i) {
+            const QString newText = QString(oldText).replace(i * 37, 9, u"slow red "_s);
+            expected.push_back(compare(ComparisonWords, oldText, newText));
+            workers.emplace_back([&got, i, oldText, newText] { got[i] = compare(0, oldText, newText); });
+        }
+        for (std::thread &w : workers)
+            w.join();
+        QCOMPARE(got, expected);
+    }
+
+    // The command writes its JSON itself; it must read as QJsonDocument would write it.
+    void commandEscapesAsQt()
+    {
+        QString oldText = u"é😀\u2028\u00a0 "_s;
+        for (char16_t c = 1; c < 128; ++c)
+            oldText += QChar(c);
+        oldText += u"zzzzzz"_s; // left out: the UTF-8 form is six bytes longer
+        QTemporaryDir dir;
+        QFile f(dir.filePath(u"old"_s));
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(oldText.toUtf8()) > 0);
+        f.close();
+        QProcess tool;
+        tool.start(qEnvironmentVariable("QJKIT_TOOL"), {u"diff"_s, u"--type=9"_s, f.fileName(), u"/dev/null"_s});
+        QVERIFY(tool.waitForFinished(30000));
+        QJsonArray differences;
+        for (const DiffObject &d : compare(9, oldText, QString()))
+            differences.append(QJsonObject {{u"new"_s, d.newValue()}, {u"old"_s, d.oldValue()}, {u"type"_s, d.type()}});
+        QCOMPARE(differences.size(), 1);
+        QVERIFY(differences.at(0)[u"old"_s].toString().endsWith(u"~\x7f"_s));
+        const QJsonObject expected {{u"differences"_s, differences}, {u"match"_s, 0}};
+        QCOMPARE(tool.readAllStandardOutput(), QJsonDocument(expected).toJson(QJsonDocument::Compact) + '\n');
+    }
+
+    void command_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("output");
+        const QByteArray runs = "{\"differences\":[{\"new\":\"x\",\"old\":\"x\",\"type\":0},{\"new\":\"q\",\"old\":"
+                                "\"\\\"y\\\" <& \\u0001\\tz\",\"type\":1}],\"match\":";
+        QTest::newRow("lines by default") << QStringList {u"a"_s, u"b"_s} << 0 << runs + "0.4}\n";
+        QTest::newRow("words") << QStringList {u"--type"_s, u"words"_s, u"a"_s, u"b"_s} << 0 << runs + "0.33333334}\n";
+        QTest::newRow("nothing to compare")
+            << QStringList {u"--type=punctuation"_s, u"c"_s, u"-"_s} << 0 << "{\"differences\":[],\"match\":null}\n"_ba;
+        QTest::newRow("html") << QStringList {u"--html"_s, u"--type=0"_s, u"a"_s, u"b"_s} << 0
+                              << "<div class=\"qj-diff\"><span class=\"qj-same\">x</span> <del class=\"qj-changed\">"
+                                 "&quot;y&quot; &lt;&amp; \x01\tz</del><ins class=\"qj-changed\">q</ins></div>\n"_ba;
+        QTest::newRow("invalid UTF-8") << QStringList {u"a"_s, u"bad"_s} << 2
+                                       << "qjkit: bad: not valid UTF-8 text\n"_ba;
+        QTest::newRow("bad type") << QStringList {u"--type=chars"_s, u"a"_s,
+            u"b"_s} << 2 << "qjkit: diff: --type needs words, lines, punctuation or a number, not \"chars\"\n"_ba;
+        QTest::newRow("stdin twice") << QStringList {u"-"_s, u"-"_s} << 2
+                                     << "qjkit: diff: OLD and NEW cannot both be standard input\n"_ba;
+    }
+    void command()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, status);
+        QFETCH(QByteArray, output);
+        QTemporaryDir dir;
+        const QList<std::pair<QString, QByteArray>> files {
+            {u"a"_s, "x\n\"y\" <&\n\x01\tz\n"}, {u"b"_s, "x\nq"}, {u"c"_s, "!"}, {u"bad"_s, "a \xff b"}};
+        for (const auto &[name, bytes] : files) {
+            QFile f(dir.filePath(name));
+            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size());
+        }
+        QProcess tool;
+        tool.setWorkingDirectory(dir.path());
+        tool.start(qEnvironmentVariable("QJKIT_TOOL"), QStringList {u"diff"_s} + arguments);
+        tool.closeWriteChannel();
+        QVERIFY(tool.waitForFinished(30000));
+        QCOMPARE(tool.exitCode(), status);
+        QCOMPARE(status ? tool.readAllStandardError() : tool.readAllStandardOutput(), output);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDifferenceEngine)
+#include "tst_differenceengine.moc"
