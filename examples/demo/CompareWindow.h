@@ -9,7 +9,7 @@
 class QLabel;
 class QProgressBar;
 class QTextBrowser;
-class QThread;
+#include <QThread>
 
 /**
  * "Compare with Saved Version": the word differences between the file on disk and the text in
@@ -40,7 +40,7 @@ Q_SIGNALS:
     void refreshRequested();
 
 private:
-    void show(const DocumentComparison &result);
+    void showResult(const DocumentComparison &result);
 
     QLabel *m_heading;
     QLabel *m_details;

@@ -352,7 +352,20 @@ bool EditorWindow::maybeSave()
     return answer == QMessageBox::Discard;
 }
 
-void EditorWindow::compareWithSavedVersion() { }
+void EditorWindow::compareWithSavedVersion()
+{
+    if (m_path.isEmpty())
+        return;
+    if (!m_compare) {
+        m_compare = new CompareWindow(this);
+        connect(m_compare, &CompareWindow::refreshRequested, this, &EditorWindow::compareWithSavedVersion);
+    }
+    // The statistics' copy is the plain text already; the worker shares it until the editor changes.
+    m_compare->compare(m_path, m_statistics->text());
+    m_compare->show();
+    m_compare->raise();
+    m_compare->activateWindow();
+}
 
 void EditorWindow::noteGeometry()
 {

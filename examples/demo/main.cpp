@@ -2,6 +2,7 @@
 // qjkit-demo: a small writing application that shows how a host uses QJKit.
 //
 //   qjkit-demo [--local-updates] [--tour DIR] [--settings FILE] [FILE]
+#include "CompareWindow.h"
 #include "DemoArt.h"
 #include "DemoSettings.h"
 #include "DocumentStatistics.h"
@@ -105,6 +106,13 @@ void scriptTour(Tour &tour, EditorWindow *window)
             window->findBar()->find();
     });
     tour.addShot(u"03-find"_s, [window] { return window; });
+    tour.add(u"compare with the saved version"_s, [window](const Tour::Next &next) {
+        window->findBar()->hide();
+        window->action(u"fileCompare"_s)->trigger();
+        QObject::connect(window->compareWindow(), &CompareWindow::compared, window, next, Qt::SingleShotConnection);
+    });
+    tour.addShot(u"04-compare"_s, [window] { return window->compareWindow(); });
+    tour.addAfter(u"close the compare view"_s, 100, [window] { window->compareWindow()->close(); });
 }
 } // namespace
 
