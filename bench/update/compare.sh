@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: LGPL-2.1-or-later
+# Times `qjkit check-update` beside curl fetching the same files (the index and every record, one
+# process, one connection at a time) from the same local server, and prints markdown table rows
+# with the ratio (qjkit time / curl time; below 1 means qjkit is faster).
+#
+#   bench/update/compare.sh [BUILD_DIR] [RUNS]
+#
+# The server is python3 -m http.server on 127.0.0.1, serving a generated directory of 100 and of
+# 1000 versions newer than the installed build. Each command runs RUNS times (default 5); the
+# median wall-clock time is reported.
+set -euo pipefail
+build=${1:-build}
+runs=${2:-5}
+qjkit=$build/tools/qjkit/qjkit
+[[ -x $qjkit ]] || { echo "compare.sh: $qjkit is missing; build it first" >&2; exit 2; }
+command -v curl >/dev/null || { echo "compare.sh: curl is missing" >&2; exit 2; }
+
+data=$build/bench-data/updates
+dir=$data/AppServices/Versions/benchwriter
+if [[ ! -s $dir/info.plist ]]; then
+  mkdir -p "$dir"
+  header='<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">'
+  {
+    echo "$header"; echo "<dict>"
+    for ((i = 0; i <= 1000; i++)); do
+      key=$((1000 + i))
+      printf '\t<key>%s</key>\n\t<dict>\n\t\t<key>date</key>\n\t\t<string>2026-11-21</string>\n\t</dict>\n' "$key"
+      printf '%s\n<dict>\n\t<key>en</key>\n\t<string>Release %s: faster saving and fixes.</string>\n\t<key>version</key>\n\t<string>5.%s</string>\n</dict>\n</plist>\n' \
+        "$header" "$i" "$i" > "$dir/$key.plist"
+    done
+    echo "</dict>"; echo "</plist>"
+  } > "$dir/info.plist"
+fi
+
+port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+python3 -m http.server "$port" --bind 127.0.0.1 --directory "$data" >/dev/null 2>&1 &
+server=$!
+trap 'kill "$server" 2>/dev/null || true' EXIT
+for _ in $(seq 50); do
+  python3 -c "import socket; socket.create_connection(('127.0.0.1', $port), 1)" 2>/dev/null && break
+  sleep 0.1
+done
+base="http://127.0.0.1:$port/AppServices/Versions/"
+
+median() {
+  local times=() t
+  for ((i = 0; i < runs; i++)); do
+    t=$( { TIMEFORMAT=%3R; time "$@" > /dev/null 2>&1; } 2>&1 )
+    times+=("$t")
+  done
+  printf '%s\n' "${times[@]}" | sort -n | awk '{ a[NR] = $1 } END { print a[int((NR + 1) / 2)] }'
+}
+
+for count in 100 1000; do
+  build_installed=$((2000 - count))
+  # qjkit fetches the index and the records of the newest 100 at most; curl fetches as many files.
+  listed=$("$qjkit" check-update --base-url "$base" --name "Bench Writer" --build "$build_installed" | grep -o '"key"' | wc -l)
+  urls=("${base}benchwriter/info.plist")
+  for ((k = 2000; k > build_installed && ${#urls[@]} <= listed; k--)); do
+    urls+=("${base}benchwriter/$k.plist")
+  done
+  ours=$(median "$qjkit" check-update --base-url "$base" --name "Bench Writer" --build "$build_installed")
+  theirs=$(median curl -sf "${urls[@]}")
+  awk -v n="$count" -v l="$listed" -v t1="$ours" -v t2="$theirs" -v r=$(( ${#urls[@]} )) \
+    'BEGIN { printf "| %d newer versions (%d listed) | `qjkit check-update` %.3f s | `curl` %d files %.3f s | %.2f |\n", n, l, t1, r, t2, t1 / t2 }'
+done

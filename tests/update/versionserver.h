@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#pragma once
+
+// A version directory in a temporary folder, served by HttpServer: an index and one record per
+// version, for the application "Test Writer" (directory "testwriter").
+
+#include "QJPropertyListSerialization.h"
+#include "httpserver.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+class VersionServer
+{
+public:
+    VersionServer() : server(folder.path()) { }
+
+    /** The directory's path as the server receives it. */
+    static QString directoryPath() { return QStringLiteral("/AppServices/Versions/testwriter/"); }
+
+    /** Writes @p bytes at @p relative below the version directory. */
+    void writeFile(const QString &relative, const QByteArray &bytes)
+    {
+        const QString path = folder.path() + directoryPath() + relative;
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+
+    /** Publishes @p keys in the index. */
+    void publish(const QStringList &keys)
+    {
+        QJDictionary index;
+        for (const QString &key : keys)
+            index.setObject(QJDictionary {{QStringLiteral("date"), QStringLiteral("2026-11-21")}}, key);
+        writeFile(QStringLiteral("info.plist"), QJPropertyListSerialization::dataFromPropertyList(index));
+    }
+
+    /** Writes the record of @p key, stored under the file name @p fileName (default "<key>.plist"). */
+    void addRecord(
+        const QString &key, const QString &version, const QString &description, const QString &fileName = QString())
+    {
+        const QJDictionary record {{QStringLiteral("version"), version}, {QStringLiteral("en"), description},
+            {QStringLiteral("de"), QStringLiteral("Beschreibung")}};
+        writeFile(fileName.isEmpty() ? key + QStringLiteral(".plist") : fileName,
+            QJPropertyListSerialization::dataFromPropertyList(record));
+    }
+
+    QTemporaryDir folder;
+    HttpServer server;
+    QString installed = QStringLiteral("41"); // the build a check runs as
+};
