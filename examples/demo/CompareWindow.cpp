@@ -70,11 +70,14 @@ CompareWindow::CompareWindow(QWidget *parent) : QWidget(parent, Qt::Window)
     auto *legend = new QHBoxLayout;
     legend->setSpacing(8);
     legend->addWidget(new QLabel(tr("Marked:")));
-    legend->addWidget(legendChip(tr("deleted"), u"color: #9b1c2c; background: #fbe3e6;"_s));
+    legend->addWidget(
+        legendChip(tr("deleted"), u"color: #9b1c2c; background: #fbe3e6; text-decoration: line-through;"_s));
     legend->addWidget(legendChip(tr("added"), u"color: #155d2e; background: #dcf3e3;"_s));
-    legend->addWidget(legendChip(tr("changed from"), u"color: #8a4b0f; background: #fcebd6;"_s));
+    legend->addWidget(
+        legendChip(tr("changed from"), u"color: #8a4b0f; background: #fcebd6; text-decoration: line-through;"_s));
     legend->addWidget(legendChip(tr("changed to"), u"color: #155d2e; background: #dcf3e3;"_s));
-    legend->addWidget(new QLabel(tr("\u00b6 marks a paragraph break that was added or removed.")));
+    legend->addSpacing(8);
+    legend->addWidget(new QLabel(tr("¶ a paragraph break added or removed")));
     legend->addStretch();
 
     m_view = new QTextBrowser;
@@ -120,23 +123,18 @@ void CompareWindow::compare(const QString &path, const QString &current)
     const QFileInfo file(path);
     setWindowTitle(tr("Compare — %1").arg(file.fileName()));
     m_heading->setText(tr("Changes since %1 was saved").arg(file.fileName()));
-    m_details->setText(tr("Comparing the words of the text with the file saved %1 ...")
-                           .arg(QLocale().toString(file.lastModified(), QLocale::ShortFormat)));
+    m_saved = tr("Saved %1").arg(QLocale().toString(file.lastModified(), u"d MMM yyyy, HH:mm"_s));
+    m_details->setText(m_saved + u" · "_s + tr("comparing…"));
     const quint64 generation = ++m_generation;
     auto result = std::make_shared<DocumentComparison>();
     QThread *worker
         = QThread::create([path, current, result] { *result = DocumentComparison::compareWithFile(path, current); });
-    connect(worker, &QThread::finished, this, [this, worker, result, generation, file] {
+    connect(worker, &QThread::finished, this, [this, worker, result, generation] {
         worker->deleteLater();
         if (m_worker == worker)
             m_worker = nullptr;
-        if (generation != m_generation)
-            return; // a newer comparison is under way
-        m_details->setText(result->error.isEmpty()
-                ? tr("The text in the editor against the file saved %1.")
-                      .arg(QLocale().toString(file.lastModified(), QLocale::ShortFormat))
-                : tr("%1 could not be read: %2").arg(file.filePath(), result->error));
-        showResult(*result);
+        if (generation == m_generation) // else a newer comparison is under way
+            showResult(*result);
     });
     if (m_worker)
         m_worker->wait(); // the previous one ends soon; its result is dropped
@@ -147,18 +145,19 @@ void CompareWindow::compare(const QString &path, const QString &current)
 void CompareWindow::showResult(const DocumentComparison &result)
 {
     m_result = result;
-    const int permille = qRound(result.matchValue * 1000);
-    m_match->setValue(permille);
+    m_match->setValue(qRound(result.matchValue * 1000));
     m_matchLabel->setText(tr("Match %1 %").arg(QLocale().toString(result.matchValue * 100.0, 'f', 1)));
-    if (result.error.isEmpty()) {
-        const QString summary = result.changed + result.deleted + result.added == 0
-            ? tr("No differences.")
-            : QStringList {runs(result.changed, tr("change"), tr("changes")),
-                runs(result.deleted, tr("deletion"), tr("deletions")),
-                runs(result.added, tr("addition"), tr("additions"))}
-                  .join(u" · "_s);
-        m_details->setText(m_details->text() + u"  "_s + summary);
-    }
+    QStringList found;
+    if (result.changed)
+        found.append(runs(result.changed, tr("change"), tr("changes")));
+    if (result.deleted)
+        found.append(runs(result.deleted, tr("deletion"), tr("deletions")));
+    if (result.added)
+        found.append(runs(result.added, tr("addition"), tr("additions")));
+    const QString summary = !result.error.isEmpty() ? tr("the file could not be read: %1").arg(result.error)
+        : found.isEmpty()                           ? tr("no differences")
+                                                    : found.join(u", "_s);
+    m_details->setText(m_saved + u" · "_s + summary);
     m_view->setHtml(result.html);
     Q_EMIT compared();
 }

@@ -49,5 +49,6 @@ private:
     QTextBrowser *m_view;
     QPointer<QThread> m_worker;
     DocumentComparison m_result;
+    QString m_saved;
     quint64 m_generation = 0;
 };

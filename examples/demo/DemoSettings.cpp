@@ -94,6 +94,13 @@ QStringList DemoSettings::recentFiles() const
     return paths;
 }
 
+QString DemoSettings::lastOpenedFile() const
+{
+    const auto last = std::max_element(
+        m_recent.begin(), m_recent.end(), [](const RecentFile &a, const RecentFile &b) { return a.opened < b.opened; });
+    return last == m_recent.end() ? QString() : last->path;
+}
+
 void DemoSettings::addRecentFile(const QString &path, const QDateTime &when)
 {
     const QString absolute = QFileInfo(path).absoluteFilePath();
@@ -170,4 +177,23 @@ void DemoSettings::waitForBackgroundSave()
         connect(this, &DemoSettings::backgroundSaveFinished, &loop, &QEventLoop::quit);
         loop.exec();
     }
+}
+
+bool DemoSettings::bootSequence()
+{
+    load();
+    return true;
+}
+
+QString DemoSettings::bootSequenceName() const
+{
+    return tr("Reading settings…");
+}
+
+bool DemoSettings::shutdownSequence()
+{
+    m_savePending = false;
+    waitForBackgroundSave();
+    saveNow();
+    return true;
 }

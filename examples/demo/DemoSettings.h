@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
+#include "QJBootSequence.h"
 #include "QJValue.h"
 
 #include <QByteArray>
@@ -26,8 +27,10 @@
  * - "WindowGeometry": data, the window geometry as QWidget::saveGeometry() gives it;
  * - "RecentFiles": an array of dictionaries with "Path" (string) and "Opened" (date), in the
  *   natural order of the files' names (chapter 2 before chapter 10).
+ *
+ * It takes part in start-up, where it reads the file, and in shut-down, where it writes it.
  */
-class DemoSettings : public QObject
+class DemoSettings : public QObject, public QJBootSequence, public QJBootSequenceName, public QJShutdownSequence
 {
     Q_OBJECT
 
@@ -59,6 +62,8 @@ public:
 
     /** @return the recent files, in the natural order of their names. */
     QStringList recentFiles() const;
+    /** @return the recent file opened last, or an empty string. */
+    QString lastOpenedFile() const;
     /** Notes that @p path was opened at @p when (now by default). */
     void addRecentFile(const QString &path, const QDateTime &when = QDateTime::currentDateTime());
     /** Forgets @p path (a file that has gone). */
@@ -75,6 +80,13 @@ public:
     bool isSaving() const { return m_worker || m_savePending; }
     /** Runs the event loop until no background save is running or queued. */
     void waitForBackgroundSave();
+
+    /** Reads the settings. @return true: start-up never waits for them. */
+    bool bootSequence() override;
+    /** @return what the status panel shows while the settings are read. */
+    QString bootSequenceName() const override;
+    /** Waits for a background save, then writes the file. @return true. */
+    bool shutdownSequence() override;
 
     /** @return the bytes of the coded file for @p dictionary (empty when it cannot be coded). */
     static QByteArray codedFile(const QJDictionary &dictionary);

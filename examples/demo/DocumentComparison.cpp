@@ -83,7 +83,7 @@ DocumentComparison DocumentComparison::compareWithFile(const QString &path, cons
         result.error = file.errorString();
         return result;
     }
-    QStringDecoder decode(QStringDecoder::Utf8);
+    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString saved = decode(file.readAll());
     if (decode.hasError()) {
         DocumentComparison result;

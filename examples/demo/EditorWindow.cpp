@@ -82,9 +82,16 @@ EditorWindow::EditorWindow(DemoSettings *settings, QWidget *parent)
     m_geometryTimer->setInterval(800);
     connect(m_geometryTimer, &QTimer::timeout, this, &EditorWindow::noteGeometry);
 
-    if (!restoreGeometry(m_settings->windowGeometry()))
-        resize(980, 660);
+    resize(980, 660);
     setDocument(QString(), QString());
+    updateRecentFilesMenu();
+}
+
+void EditorWindow::applySettings()
+{
+    if (!m_settings->windowGeometry().isEmpty())
+        restoreGeometry(m_settings->windowGeometry());
+    updateRecentFilesMenu();
 }
 
 EditorWindow::~EditorWindow() = default;
@@ -111,7 +118,7 @@ void EditorWindow::createActions()
 
     QMenu *file = menuBar()->addMenu(tr("&File"));
     add(file, u"fileNew"_s, tr("&New"), QKeySequence::New, [this] { newDocument(); });
-    add(file, u"fileOpen"_s, tr("&Open..."), QKeySequence::Open, [this] { open(); });
+    add(file, u"fileOpen"_s, tr("&Open…"), QKeySequence::Open, [this] { open(); });
     m_recentMenu = file->addMenu(tr("Open &Recent"));
     m_recentMenu->setObjectName(u"recentMenu"_s);
     add(file, u"fileOpenLarge"_s, tr("New &1 MB Document"), QKeySequence(), [this] {
@@ -120,7 +127,7 @@ void EditorWindow::createActions()
     });
     file->addSeparator();
     add(file, u"fileSave"_s, tr("&Save"), QKeySequence::Save, [this] { save(); });
-    add(file, u"fileSaveAs"_s, tr("Save &As..."), QKeySequence::SaveAs, [this] { saveAs(); });
+    add(file, u"fileSaveAs"_s, tr("Save &As…"), QKeySequence::SaveAs, [this] { saveAs(); });
     file->addSeparator();
     add(file, u"fileCompare"_s, tr("&Compare with Saved Version"), QKeySequence(tr("Ctrl+Shift+D")),
         [this] { compareWithSavedVersion(); });
@@ -140,7 +147,7 @@ void EditorWindow::createActions()
     add(edit, u"editPaste"_s, tr("&Paste"), QKeySequence::Paste, [this] { m_editor->paste(); });
     add(edit, u"editSelectAll"_s, tr("Select &All"), QKeySequence::SelectAll, [this] { m_editor->selectAll(); });
     edit->addSeparator();
-    add(edit, u"editFind"_s, tr("&Find..."), QKeySequence::Find, [this] { m_findBar->activate(); });
+    add(edit, u"editFind"_s, tr("&Find…"), QKeySequence::Find, [this] { m_findBar->activate(); });
     add(edit, u"editFindNext"_s, tr("Find &Next"), QKeySequence::FindNext, [this] {
         if (m_findBar->findText().isEmpty())
             m_findBar->activate();
@@ -158,7 +165,7 @@ void EditorWindow::createActions()
     QAction *about = help->addAction(tr("&About %1").arg(QApplication::applicationName()));
     about->setObjectName(u"helpAbout"_s);
     about->setMenuRole(QAction::AboutRole);
-    QAction *updates = help->addAction(tr("Check for &Updates..."));
+    QAction *updates = help->addAction(tr("Check for &Updates…"));
     updates->setObjectName(u"helpCheckForUpdates"_s);
     updates->setMenuRole(QAction::ApplicationSpecificRole);
 }
@@ -285,16 +292,21 @@ bool EditorWindow::openFile(const QString &path)
         QMessageBox::warning(this, tr("Open"), tr("%1 could not be opened: %2").arg(path, file.errorString()));
         return false;
     }
-    QStringDecoder decode(QStringDecoder::Utf8);
+    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = decode(file.readAll());
     if (decode.hasError()) {
         QMessageBox::warning(this, tr("Open"), tr("%1 is not a UTF-8 text file.").arg(path));
         return false;
     }
+    openText(text, path);
+    return true;
+}
+
+void EditorWindow::openText(const QString &text, const QString &path)
+{
     setDocument(text, QFileInfo(path).absoluteFilePath());
     m_settings->addRecentFile(m_path);
     m_settings->saveInBackground();
-    return true;
 }
 
 void EditorWindow::openLargeDocument(qsizetype bytes)
@@ -371,6 +383,21 @@ void EditorWindow::noteGeometry()
 {
     m_settings->setWindowGeometry(saveGeometry());
     m_settings->saveInBackground();
+}
+
+bool EditorWindow::shutdownSequence()
+{
+    m_geometryTimer->stop();
+    m_settings->setWindowGeometry(saveGeometry());
+    // Quitting cannot be cancelled any more; the changes can still be kept.
+    if (m_editor->document()->isModified()) {
+        const auto answer = QMessageBox::question(this, tr("Unsaved changes"),
+            tr("%1 is quitting. Save the changes to the document first?").arg(QApplication::applicationName()),
+            QMessageBox::Save | QMessageBox::Discard, QMessageBox::Save);
+        if (answer == QMessageBox::Save)
+            save();
+    }
+    return true;
 }
 
 void EditorWindow::closeEvent(QCloseEvent *event)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
+#include "QJBootSequence.h"
+
 #include <QMainWindow>
 #include <QPointer>
 
@@ -22,8 +24,11 @@ class FindBar;
  * Its actions carry object names ("fileOpen", "editFind", "helpAbout", "helpCheckForUpdates", ...),
  * so the application (and the tour) can reach them; the Help actions are connected by the
  * application.
+ *
+ * It takes part in shut-down: before the settings are written it notes its geometry there and
+ * offers to save unsaved changes.
  */
-class EditorWindow : public QMainWindow
+class EditorWindow : public QMainWindow, public QJShutdownSequence
 {
     Q_OBJECT
 
@@ -31,8 +36,12 @@ public:
     explicit EditorWindow(DemoSettings *settings, QWidget *parent = nullptr);
     ~EditorWindow() override;
 
+    /** Takes the window's geometry and the recent files from the settings (once they are read). */
+    void applySettings();
     /** Opens the UTF-8 text file @p path. @return success; a failure is reported to the user. */
     bool openFile(const QString &path);
+    /** Shows @p text, read from the file @p path already. */
+    void openText(const QString &text, const QString &path);
     /** Makes an untitled document of about @p bytes bytes from the sample text, to try typing in. */
     void openLargeDocument(qsizetype bytes);
     /** Saves to the current file (asks for one when there is none). @return success. */
@@ -60,6 +69,9 @@ public:
      * @p folderWidth points of the small system font, keeping the folder's end.
      */
     static QString titleForPath(const QString &path, float folderWidth);
+
+    /** Notes the geometry in the settings and offers to save changes. @return true. */
+    bool shutdownSequence() override;
 
 protected:
     void closeEvent(QCloseEvent *event) override;

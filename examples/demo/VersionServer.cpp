@@ -92,7 +92,8 @@ void VersionServer::readRequest(QTcpSocket *socket)
 void VersionServer::answer(QTcpSocket *socket, const QByteArray &request)
 {
     ++m_requests;
-    const QList<QByteArray> line = request.left(request.indexOf("\r\n")).split(' ');
+    const qsizetype lineEnd = request.indexOf("\r\n");
+    const QList<QByteArray> line = (lineEnd < 0 ? request : request.left(lineEnd)).split(' ');
     if (line.size() != 3 || !line.at(1).startsWith('/') || !line.at(2).startsWith("HTTP/1.")) {
         respond(socket, 400, "Bad Request", "bad request\n", "text/plain", true);
         return;
