@@ -241,7 +241,10 @@ void EditorWindow::updateRecentFilesMenu()
     m_recentMenu->clear();
     const QStringList files = m_settings->recentFiles();
     for (const QString &path : files) {
-        QAction *entry = m_recentMenu->addAction(QFileInfo(path).fileName());
+        // The folder too, since two drafts often share a name; its end tells them apart.
+        const QFileInfo info(path);
+        QAction *entry = m_recentMenu->addAction(info.fileName() + u"  —  "_s
+            + StringSizing::shortenedStringWithSize(QDir::toNativeSeparators(info.absolutePath()), 240));
         entry->setToolTip(path);
         entry->setStatusTip(path);
         connect(entry, &QAction::triggered, this, [this, path] {
@@ -304,7 +307,9 @@ bool EditorWindow::openFile(const QString &path)
 
 void EditorWindow::openText(const QString &text, const QString &path)
 {
-    setDocument(text, QFileInfo(path).absoluteFilePath());
+    setDocument(text, path.isEmpty() ? QString() : QFileInfo(path).absoluteFilePath());
+    if (m_path.isEmpty())
+        return;
     m_settings->addRecentFile(m_path);
     m_settings->saveInBackground();
 }
@@ -408,6 +413,8 @@ void EditorWindow::closeEvent(QCloseEvent *event)
     }
     m_geometryTimer->stop();
     m_settings->setWindowGeometry(saveGeometry());
+    // Saved or discarded: either way, not asked again when the application quits.
+    m_editor->document()->setModified(false);
     event->accept();
 }
 

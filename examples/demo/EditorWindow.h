@@ -40,7 +40,7 @@ public:
     void applySettings();
     /** Opens the UTF-8 text file @p path. @return success; a failure is reported to the user. */
     bool openFile(const QString &path);
-    /** Shows @p text, read from the file @p path already. */
+    /** Shows @p text, read from the file @p path already (an empty path: an untitled document). */
     void openText(const QString &text, const QString &path);
     /** Makes an untitled document of about @p bytes bytes from the sample text, to try typing in. */
     void openLargeDocument(qsizetype bytes);

@@ -77,7 +77,9 @@ Options parseOptions(const QCoreApplication &app)
     parser.process(app);
     Options options;
     options.localUpdates = parser.isSet(localUpdates);
-    options.tourDirectory = parser.value(tour);
+    // Absolute: the updater writes its screenshot there too, from its own working folder.
+    if (parser.isSet(tour))
+        options.tourDirectory = QDir(parser.value(tour)).absolutePath();
     options.settingsPath = parser.value(settings);
     if (!parser.positionalArguments().isEmpty())
         options.file = parser.positionalArguments().constFirst();
