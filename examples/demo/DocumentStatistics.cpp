@@ -31,6 +31,9 @@ void toPlainCharacters(QString &text)
 
 DocumentStatistics::DocumentStatistics(QTextDocument *document, QObject *parent) : QObject(parent), m_document(document)
 {
+    // A document reports its changes only once it has a layout; an editor's document has one, a
+    // bare document gets the default one here.
+    document->documentLayout();
     connect(document, &QTextDocument::contentsChange, this, &DocumentStatistics::contentsChange);
     recount();
 }

@@ -68,7 +68,8 @@ Options parseOptions(const QCoreApplication &app)
     const QCommandLineOption localUpdates(
         u"local-updates"_s, u"Serve the demo's sample version directory on 127.0.0.1 and check for updates there."_s);
     const QCommandLineOption tour(u"tour"_s,
-        u"Open each window in turn, save screenshots into <dir>, and quit (exit status 0 when all were saved)."_s,
+        u"Open each window in turn, save screenshots into <dir>, and quit (exit status 0 when all were saved). "
+        "Implies --local-updates."_s,
         u"dir"_s);
     const QCommandLineOption settings(
         u"settings"_s, u"Keep the settings in <file> (a coded property list)."_s, u"file"_s);
@@ -76,7 +77,8 @@ Options parseOptions(const QCoreApplication &app)
     parser.addPositionalArgument(u"file"_s, u"A UTF-8 text file to open."_s, u"[file]"_s);
     parser.process(app);
     Options options;
-    options.localUpdates = parser.isSet(localUpdates);
+    // The tour shows the whole update flow, which needs the local server.
+    options.localUpdates = parser.isSet(localUpdates) || parser.isSet(tour);
     // Absolute: the updater writes its screenshot there too, from its own working folder.
     if (parser.isSet(tour))
         options.tourDirectory = QDir(parser.value(tour)).absolutePath();
@@ -224,10 +226,13 @@ bool waitForUpdaterShot(const QString &directory)
     waited.start();
     while (!QFileInfo::exists(shot) && waited.elapsed() < 20000)
         QThread::msleep(100);
-    const bool there = QFileInfo::exists(shot);
-    std::fprintf(
-        there ? stdout : stderr, there ? "tour: the updater saved %s\n" : "tour: failed: no %s\n", qPrintable(shot));
-    return there;
+    if (!QFileInfo::exists(shot)) {
+        std::fprintf(stderr, "tour: failed: the updater saved no %s\n", qPrintable(shot));
+        return false;
+    }
+    const qsizetype shots = QDir(directory).entryList({u"*.png"_s}, QDir::Files).size();
+    std::printf("tour: done, %lld screenshots in %s\n", qlonglong(shots), qPrintable(directory));
+    return true;
 }
 } // namespace
 

@@ -66,6 +66,7 @@ private Q_SLOTS:
     void randomTypingInOneMegabyte();
     void lineWidthAndWholeReplacement();
     void selectionCounts();
+    void documentWithoutEditor();
 };
 
 void TestDocumentStatistics::editsAtParagraphBoundaries_data()
@@ -222,6 +223,17 @@ void TestDocumentStatistics::selectionCounts()
     // A range reaching past the end is cut at the end.
     QCOMPARE(statistics.countRange({12, 1000}), (TextCounts {2, 1, 1, 10}));
     QCOMPARE(statistics.countRange({5000, 3}), TextCounts {});
+}
+
+// A bare document reports changes only once it has a layout.
+void TestDocumentStatistics::documentWithoutEditor()
+{
+    QTextDocument document;
+    DocumentStatistics statistics(&document);
+    QTextCursor cursor(&document);
+    cursor.insertText(u"one two\nthree"_s);
+    QCOMPARE(statistics.totals(), (TextCounts{3, 2, 2, 11}));
+    QCOMPARE(statistics.text(), document.toPlainText());
 }
 
 QTEST_MAIN(TestDocumentStatistics)
