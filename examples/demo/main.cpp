@@ -238,6 +238,16 @@ bool waitForUpdaterShot(const QString &directory)
 
 int main(int argc, char **argv)
 {
+    // Help and version need no windows: without a display, they must not need one either.
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        for (int i = 1; i < argc; ++i) {
+            const QByteArray argument(argv[i]);
+            if (argument == "-h" || argument == "--help" || argument == "--help-all" || argument == "-v"
+                || argument == "--version")
+                qputenv("QT_QPA_PLATFORM", "offscreen");
+        }
+    }
     QJApplication app(argc, argv);
     QApplication::setOrganizationName(u"QJKit"_s);
     QApplication::setApplicationName(u"QJKit Demo"_s);
