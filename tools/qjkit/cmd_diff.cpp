@@ -8,11 +8,19 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QStringDecoder>
+#include <QScopeGuard>
 
+#include <atomic>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#if __has_include(<sys/mman.h>)
+#include <sys/mman.h>
+#endif
 
 using namespace Qt::StringLiterals;
 
@@ -46,13 +54,12 @@ QJsonValue matchJson(float match)
 }
 
 // Appends @p text to @p out as a JSON string, escaped as QJsonDocument escapes it.
-void appendJsonString(QByteArray &out, const QString &text)
+void appendJsonString(QByteArray &out, QByteArrayView text)
 {
     static constexpr char hex[] = "0123456789abcdef";
-    const QByteArray utf8 = text.toUtf8();
     out += '"';
-    const char *p = utf8.constData();
-    const char *end = p + utf8.size();
+    const char *p = text.data();
+    const char *end = p + text.size();
     // Whether any of eight bytes is a control character, a quote or a backslash.
     auto needsEscape = [](quint64 w) {
         constexpr quint64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
@@ -100,30 +107,96 @@ void appendJsonString(QByteArray &out, const QString &text)
     out += '"';
 }
 
-// Writes {"differences":[…],"match":M} exactly as QJsonDocument writes the whole object in compact
-// form, streaming it so that the document is never held whole.
-void printDifferences(const QList<DiffObject> &differences, float match)
+// Appends runs [begin, end) as the objects of the "differences" array, each after a comma but the
+// very first one. @p text is scratch space.
+void appendRuns(QByteArray &out, QByteArray &text, const QList<QJDiffRun> &runs, qsizetype begin, qsizetype end)
 {
-    QByteArray out = "{\"differences\":[";
-    for (qsizetype i = 0; i < differences.size(); ++i) {
-        const DiffObject &d = differences.at(i);
-        const QString newValue = d.newValue(), oldValue = d.oldValue();
+    for (qsizetype i = begin; i < end; ++i) {
+        const QJDiffRun &run = runs.at(i);
         out += i > 0 ? ",{\"new\":" : "{\"new\":";
+        text.truncate(0);
+        run.appendNewValue(text);
         const qsizetype newStart = out.size();
-        appendJsonString(out, newValue);
-        const qsizetype newEnd = out.size();
+        appendJsonString(out, text);
+        const qsizetype newLength = out.size() - newStart;
         out += ",\"old\":";
-        // An unchanged run usually holds one string on both sides: escape it once.
-        if (oldValue.constData() == newValue.constData() && oldValue.size() == newValue.size())
-            out += out.mid(newStart, newEnd - newStart);
-        else
-            appendJsonString(out, oldValue);
+        if (run.sameValues()) {
+            // An unchanged run holds one text on both sides: escape it once.
+            out.reserve(out.size() + newLength);
+            out.append(out.constData() + newStart, newLength);
+        } else {
+            text.truncate(0);
+            run.appendOldValue(text);
+            appendJsonString(out, text);
+        }
         out += ",\"type\":";
-        out += QByteArray::number(d.type());
+        out += QByteArray::number(run.type());
         out += '}';
-        if (out.size() > (1 << 20)) {
-            Cli::writeOut(out);
-            out.truncate(0); // keeps the buffer
+    }
+}
+
+// Writes {"differences":[…],"match":M} exactly as QJsonDocument writes the whole object in compact
+// form. A long list is cut into chunks of about a megabyte: a second thread formats every other
+// chunk while this one formats and writes the rest in order, so the document is never held whole.
+void printDifferences(const QList<QJDiffRun> &runs, float match)
+{
+    constexpr qsizetype chunkTokens = 1 << 17; // written text counted in tokens (a copy's twice)
+    std::vector<qsizetype> bounds {0};
+    qsizetype tokens = 0;
+    for (qsizetype i = 0; i < runs.size(); ++i) {
+        tokens += qsizetype(runs.at(i).oldTokens().size() + runs.at(i).newTokens().size());
+        if (tokens >= chunkTokens) {
+            bounds.push_back(i + 1);
+            tokens = 0;
+        }
+    }
+    if (bounds.back() != runs.size())
+        bounds.push_back(runs.size());
+    const qsizetype chunks = qsizetype(bounds.size()) - 1;
+
+    QByteArray out = "{\"differences\":[";
+    QByteArray text;
+    if (chunks <= 1) {
+        appendRuns(out, text, runs, 0, runs.size());
+    } else {
+        // Odd chunks are the worker's, in two buffers taking turns: it formats chunk k into the
+        // buffer of chunk k - 4 once that one is written.
+        std::atomic<qsizetype> written = 0; // chunks written out, in order
+        std::atomic<qsizetype> formatted = 0; // the worker's chunks done: the next one it formats
+        std::atomic<bool> stop = false;
+        QByteArray buffers[2];
+        std::jthread worker([&] {
+            QByteArray scratch;
+            for (qsizetype k = 1; k < chunks; k += 2) {
+                for (qsizetype w = written.load(); w < k - 3 && !stop; w = written.load())
+                    written.wait(w);
+                if (stop)
+                    return;
+                QByteArray &buffer = buffers[(k / 2) % 2];
+                buffer.truncate(0);
+                appendRuns(buffer, scratch, runs, bounds[std::size_t(k)], bounds[std::size_t(k + 1)]);
+                formatted.store(k + 1);
+                formatted.notify_one();
+            }
+        });
+        // Whatever happens here, the worker is told to stop before it is joined.
+        const auto release = qScopeGuard([&] {
+            stop = true;
+            written.fetch_add(chunks);
+            written.notify_one();
+        });
+        for (qsizetype k = 0; k < chunks; ++k) {
+            if (k % 2 == 0) {
+                appendRuns(out, text, runs, bounds[std::size_t(k)], bounds[std::size_t(k + 1)]);
+                Cli::writeOut(out);
+                out.truncate(0); // keeps the buffer
+            } else {
+                for (qsizetype f = formatted.load(); f <= k; f = formatted.load())
+                    formatted.wait(f);
+                Cli::writeOut(buffers[(k / 2) % 2]);
+            }
+            written.store(k + 1);
+            written.notify_one();
         }
     }
     const QByteArray number = QJsonDocument(QJsonArray {matchJson(match)}).toJson(QJsonDocument::Compact);
@@ -133,20 +206,41 @@ void printDifferences(const QList<DiffObject> &differences, float match)
     Cli::writeOut(out);
 }
 
-// Reads a text file as Cli::readText() does, but maps a regular file instead of copying it.
-QString readText(const QString &file)
+// A text file's bytes: mapped when it is a regular file that is not empty, read otherwise
+// (standard input, devices). The mapping lasts as long as the object.
+class TextInput
 {
-    QFile f(file);
-    if (file == u"-" || !f.open(QIODevice::ReadOnly) || f.size() == 0)
-        return Cli::readText(file);
-    const uchar *mapped = f.map(0, f.size());
-    if (!mapped)
-        return Cli::readText(file);
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder(QByteArrayView(mapped, f.size()));
-    if (decoder.hasError())
-        throw Cli::UsageError(u"%1: not valid UTF-8 text"_s.arg(file));
-    return text;
+public:
+    explicit TextInput(const QString &file)
+    {
+        if (file != u"-") {
+            m_file.setFileName(file);
+            if (m_file.open(QIODevice::ReadOnly) && m_file.size() > 0) {
+                if (uchar *mapped = m_file.map(0, m_file.size())) {
+#ifdef MADV_POPULATE_READ
+                    // All of it is read: one call maps every page instead of one fault each.
+                    madvise(mapped, std::size_t(m_file.size()), MADV_POPULATE_READ);
+#endif
+                    bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), m_file.size());
+                    return;
+                }
+            }
+            m_file.close();
+        }
+        bytes = Cli::readInput(file);
+    }
+    TextInput(const TextInput &) = delete;
+    TextInput &operator=(const TextInput &) = delete;
+
+    QByteArray bytes;
+
+private:
+    QFile m_file;
+};
+
+Cli::UsageError invalidText(const QString &file)
+{
+    return Cli::UsageError(u"%1: not valid UTF-8 text"_s.arg(Cli::inputName(file)));
 }
 
 const Cli::Registrar diff({
@@ -162,15 +256,25 @@ const Cli::Registrar diff({
             const int type = comparisonType(args);
             if (args.at(0) == u"-" && args.at(1) == u"-")
                 throw Cli::UsageError(u"diff: OLD and NEW cannot both be standard input"_s);
+            // The engine keeps the texts' bytes: the inputs must outlive it.
+            const TextInput oldInput(args.at(0));
+            std::optional<TextInput> newInput;
+            try {
+                newInput.emplace(args.at(1));
+            } catch (const Cli::UsageError &) {
+                if (!QByteArrayView(oldInput.bytes).isValidUtf8())
+                    throw invalidText(args.at(0)); // the old text's fault comes first
+                throw;
+            }
             QJDifferenceEngine engine;
             engine.setComparisonType(type);
-            engine.setOldString(readText(args.at(0)));
-            engine.setNewString(readText(args.at(1)));
-            engine.computeDifferences();
+            if (!engine.setUtf8Strings(oldInput.bytes, newInput->bytes))
+                throw invalidText(QByteArrayView(oldInput.bytes).isValidUtf8() ? args.at(1) : args.at(0));
+            const QList<QJDiffRun> runs = engine.computeRuns();
             if (args.flag(u"--html"_s))
-                Cli::printLine(QJDifferenceHtml::htmlFragment(engine.differences()));
+                Cli::writeOut(QJDifferenceHtml::htmlFragment(runs) + '\n');
             else
-                printDifferences(engine.differences(), engine.matchValue());
+                printDifferences(runs, engine.matchValue());
             return 0;
         },
     .details = u"Output: {\"differences\":[{\"new\":…,\"old\":…,\"type\":T},…],\"match\":M}, T being 0 unchanged, "
