@@ -40,6 +40,55 @@ public:
         return ids;
     }
 
+    // @return the numbers of @p count tokens that mostly repeat @p reference, another sequence's
+    // tokens, in the same order: a token equal to the reference token in the same place of a
+    // running alignment gets -1 - that token's index instead, and needs no lookup; the others are
+    // numbered here. How well the alignment holds decides the speed, never the result.
+    std::unique_ptr<int[]> addAligned(
+        const char *const *tokens, int count, const char *const *reference, int referenceCount)
+    {
+        std::unique_ptr<int[]> ids(new int[std::size_t(count)]);
+        QJDiffCore::prefault(ids.get(), std::size_t(count) * sizeof(int));
+        int i = 0; // the reference token aligned with the next token
+        int misses = 0; // tokens in a row not at their place
+        const auto same = [&](int r, int j) {
+            return r >= 0 && r < referenceCount && j < count && std::strcmp(reference[r], tokens[j]) == 0;
+        };
+        for (int j = 0; j < count; ++j) {
+            if (same(i, j)) {
+                ids[std::size_t(j)] = -1 - i++;
+                misses = 0;
+                continue;
+            }
+            // A reference token removed; after a few misses in a row, a longer shift looked for
+            // near the place, less and less often while it is not found.
+            int found = -1;
+            ++misses;
+            if (misses <= 8 && same(i + 1, j)) {
+                found = i + 1;
+            } else if (misses >= 2 && (misses & (misses - 1)) == 0) {
+                constexpr int window = 64;
+                for (int d = 1; d <= window && found < 0; ++d) {
+                    if (same(i - d, j))
+                        found = i - d;
+                    else if (same(i + d, j))
+                        found = i + d;
+                }
+            }
+            if (found >= 0) {
+                ids[std::size_t(j)] = -1 - found;
+                i = found + 1;
+                misses = 0;
+                continue;
+            }
+            ids[std::size_t(j)] = add(QJDiffCore::hash(tokens[j]));
+            // A token replaced, unless one was added here (the next token is at this place).
+            if (!(misses <= 8 && same(i, j + 1)) && i < referenceCount)
+                ++i;
+        }
+        return ids;
+    }
+
     // @return the number of @p key, newly given when it is a new string.
     int add(const Dict::hashed_key &key)
     {
@@ -268,22 +317,36 @@ void DiffEngine::match_fresh()
         }
     };
 
+    // The to side mostly repeats the from side: its tokens are numbered along with it.
     KeyIndex fromKeys;
     KeyIndex toKeys;
     std::unique_ptr<int[]> fromIds;
     std::unique_ptr<int[]> toIds;
-    both([&] { fromIds = fromKeys.add(from, n_from); }, [&] { toIds = toKeys.add(to, n_to); });
+    both([&] { fromIds = fromKeys.add(from, n_from); }, [&] { toIds = toKeys.addAligned(to, n_to, from, n_from); });
 
     // One numbering for both sides: the from side's, then the strings only the to side holds.
-    const int fromKeyCount = fromKeys.size();
-    int keyCount = fromKeyCount;
+    int keyCount = fromKeys.size();
     std::vector<int> global(std::size_t(toKeys.size()));
     for (int k = 0; k < toKeys.size(); ++k) {
         const int f = fromKeys.find(toKeys.keys[std::size_t(k)]);
         global[std::size_t(k)] = f >= 0 ? f : keyCount++;
     }
+    std::vector<int> toCount(std::size_t(keyCount), 0);
+    {
+        std::vector<int> secondHalf(std::size_t(keyCount), 0);
+        const auto renumber = [&](int begin, int end, std::vector<int> &count) {
+            for (int j = begin; j < end; ++j) {
+                int &id = toIds[std::size_t(j)];
+                id = id < 0 ? fromIds[std::size_t(-1 - id)] : global[std::size_t(id)];
+                ++count[std::size_t(id)];
+            }
+        };
+        both([&] { renumber(0, n_to / 2, toCount); }, [&] { renumber(n_to / 2, n_to, secondHalf); });
+        for (std::size_t k = 0; k < toCount.size(); ++k)
+            toCount[k] += secondHalf[k];
+    }
     const auto fromKey = [&](int i) { return std::size_t(fromIds[std::size_t(i)]); };
-    const auto toKey = [&](int j) { return std::size_t(global[std::size_t(toIds[std::size_t(j)])]); };
+    const auto toKey = [&](int j) { return std::size_t(toIds[std::size_t(j)]); };
 
     int p = 0;
     while (p < n_from && p < n_to && fromKey(p) == toKey(p)) {
@@ -303,9 +366,6 @@ void DiffEngine::match_fresh()
     // Occurrences in each middle: in the whole side, less those in the prefix and the suffix.
     std::vector<int> fromCount = std::move(fromKeys.counts);
     fromCount.resize(std::size_t(keyCount), 0);
-    std::vector<int> toCount(std::size_t(keyCount), 0);
-    for (int k = 0; k < toKeys.size(); ++k)
-        toCount[std::size_t(global[std::size_t(k)])] = toKeys.counts[std::size_t(k)];
     for (int i = 0; i < p; ++i) {
         --fromCount[fromKey(i)];
         --toCount[toKey(i)];
