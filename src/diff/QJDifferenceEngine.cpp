@@ -304,13 +304,55 @@ qsizetype QJDiffTokenizer::utf16Length(QByteArrayView utf8)
     return units;
 }
 
-void QJDiffRun::appendJoined(QByteArray &out, std::span<const char *const> tokens)
+namespace
 {
-    if (tokens.empty())
-        return;
-    // The tokens are copied a word at a time (the engine's token buffers are padded for it) with
-    // a blank after each, and the high bits of every byte copied are collected: only a run beyond
-    // ASCII needs checking, as a whole, since blanks cannot make invalid UTF-8 valid or the reverse.
+// Appends the stretch of text from the first to the end of the last of @p tokens, its NULs made
+// blanks. @return false, appending nothing, unless exactly one NUL separates each two tokens
+// there. @p beyondAscii tells whether any byte appended is beyond ASCII.
+bool appendStretch(QByteArray &out, std::span<const char *const> tokens, bool *beyondAscii)
+{
+    const char *first = tokens.front();
+    const char *last = tokens.back();
+    const qsizetype length = (last - first) + qsizetype(std::strlen(last));
+    const qsizetype start = out.size();
+    if (out.capacity() < start + length)
+        out.reserve(std::max(out.capacity() * 2, start + length));
+    out.resize(start + length);
+    char *w = out.data() + start;
+    qsizetype k = 0;
+    qsizetype nuls = 0;
+    unsigned char seen = 0;
+#if defined(__SSE2__)
+    __m128i high = _mm_setzero_si128();
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i blank = _mm_set1_epi8(' ');
+    for (; length - k >= 16; k += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(first + k));
+        const __m128i isNul = _mm_cmpeq_epi8(v, zero);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(w + k), _mm_or_si128(v, _mm_and_si128(isNul, blank)));
+        nuls += std::popcount(unsigned(_mm_movemask_epi8(isNul)));
+        high = _mm_or_si128(high, v);
+    }
+    seen = _mm_movemask_epi8(high) ? 0x80 : 0;
+#endif
+    for (; k < length; ++k) {
+        const char c = first[k];
+        nuls += c == '\0';
+        w[k] = c == '\0' ? ' ' : c;
+        seen |= static_cast<unsigned char>(c);
+    }
+    if (nuls != qsizetype(tokens.size()) - 1) {
+        out.resize(start);
+        return false;
+    }
+    *beyondAscii = seen & 0x80;
+    return true;
+}
+
+// Appends @p tokens with a blank after each but the last, a word at a time (the engine's token
+// buffers are padded for it). @p beyondAscii tells whether any byte appended is beyond ASCII.
+void appendTokens(QByteArray &out, std::span<const char *const> tokens, bool *beyondAscii)
+{
     const qsizetype start = out.size();
     qsizetype size = start;
     char *w = nullptr;
@@ -355,34 +397,45 @@ void QJDiffRun::appendJoined(QByteArray &out, std::span<const char *const> token
         }
         *w++ = ' ';
     }
-    --w; // the last blank
-    if (seen & highs) {
-        const QByteArrayView joined(out.data() + start, w - (out.data() + start));
-        if (QJDiffTokenizer::utf16Length(joined) >= 0) {
-            // Decoding drops a byte order mark at the start of the text.
-            if (joined.startsWith("\xef\xbb\xbf")) {
-                std::memmove(out.data() + start, out.data() + start + 3, std::size_t(joined.size() - 3));
-                w -= 3;
-            }
-        } else {
-            // Token by token: one that is not valid UTF-8 (cut inside a character) has no string
-            // form and shows what a missing string formats as.
-            w = out.data() + start;
-            for (const char *p : tokens) {
-                QByteArrayView token(p);
-                if (QJDiffTokenizer::utf16Length(token) < 0)
-                    token = "(null)";
-                else if (token.startsWith("\xef\xbb\xbf"))
-                    token = token.sliced(3);
-                reserve(token.size() + 1);
-                std::memcpy(w, token.data(), std::size_t(token.size()));
-                w += token.size();
-                *w++ = ' ';
-            }
-            --w;
-        }
+    out.resize(w - 1 - out.data()); // without the last blank
+    *beyondAscii = seen & highs;
+}
+} // namespace
+
+void QJDiffRun::appendJoined(QByteArray &out, std::span<const char *const> tokens)
+{
+    if (tokens.empty())
+        return;
+    // A run's tokens are consecutive tokens of one side, in text order in one buffer: where the
+    // text had a single separator between each two, the run is a stretch of that buffer.
+    const qsizetype start = out.size();
+    bool beyondAscii = false;
+    if (!appendStretch(out, tokens, &beyondAscii))
+        appendTokens(out, tokens, &beyondAscii);
+    if (!beyondAscii)
+        return;
+    // Only a run beyond ASCII needs checking, as a whole: blanks cannot make invalid UTF-8 valid
+    // or the reverse.
+    const QByteArrayView joined(out.constData() + start, out.size() - start);
+    if (QJDiffTokenizer::utf16Length(joined) >= 0) {
+        // Decoding drops a byte order mark at the start of the text.
+        if (joined.startsWith("\xef\xbb\xbf"))
+            out.remove(start, 3);
+        return;
     }
-    out.resize(w - out.data());
+    // Token by token: one that is not valid UTF-8 (cut inside a character) has no string form and
+    // shows what a missing string formats as.
+    out.truncate(start);
+    for (const char *p : tokens) {
+        QByteArrayView token(p);
+        if (QJDiffTokenizer::utf16Length(token) < 0)
+            token = "(null)";
+        else if (token.startsWith("\xef\xbb\xbf"))
+            token = token.sliced(3);
+        out.append(token.data(), token.size());
+        out.append(' ');
+    }
+    out.chop(1);
 }
 
 DiffObject::DiffObject(const DiffOperation *op)
