@@ -378,9 +378,21 @@ void DiffEngine::match_fresh()
     for (std::size_t k = 0; k < matched.size(); ++k)
         matched[k] = std::min(fromCount[k], toCount[k]);
 
-    // Each side: its tokens' flags and common tokens, and its table's entries (string, key).
-    std::vector<std::pair<std::size_t, const char *>> fromEntries;
-    std::vector<std::pair<std::size_t, const char *>> toEntries;
+    // Each side: its tokens' flags and common tokens, and its table's entries. The key of an
+    // entry is the string's first occurrence; the string's number gives its hash and length, and
+    // the count left on the from side.
+    struct Entry
+    {
+        Dict::hashed_key key;
+        int count;
+    };
+    std::vector<Entry> fromEntries;
+    std::vector<Entry> toEntries;
+    const auto entry = [&](std::size_t k, const char *text, int count) {
+        Dict::hashed_key key = fromKeys.keys[k]; // a matched string is on both sides
+        key.text = text;
+        return Entry {key, count};
+    };
     both(
         [&] {
             std::vector<int> seen(std::size_t(keyCount), 0);
@@ -389,7 +401,7 @@ void DiffEngine::match_fresh()
                 const std::size_t k = fromKey(i);
                 const int before = seen[k]++;
                 if (before == 0)
-                    fromEntries.emplace_back(k, from[i]);
+                    fromEntries.push_back(entry(k, from[i], fromCount[k] - matched[k]));
                 const bool kept = before < matched[k];
                 if (kept)
                     from_common[std::size_t(common++)] = from[i];
@@ -406,7 +418,7 @@ void DiffEngine::match_fresh()
                 const bool kept = before < matched[k];
                 if (kept) {
                     if (before == 0)
-                        toEntries.emplace_back(k, to[j]);
+                        toEntries.push_back(entry(k, to[j], 0));
                     to_common[std::size_t(common++)] = to[j];
                 }
                 to_changed[std::size_t(j)] = kept ? 0 : 1;
@@ -414,23 +426,17 @@ void DiffEngine::match_fresh()
             n_to_common = common;
         });
 
-    // The key of an entry is its first occurrence: the string's number gives its hash and length.
-    const auto entryKey = [&](const std::pair<std::size_t, const char *> &entry) {
-        Dict::hashed_key key = fromKeys.keys[entry.first]; // a matched string is on both sides
-        key.text = entry.second;
-        return key;
+    // The numberings are done with: their memory can serve the tables.
+    fromIds.reset();
+    toIds.reset();
+    fromKeys = KeyIndex();
+    toKeys = KeyIndex();
+    const auto fill = [](Dict &dict, const std::vector<Entry> &entries) {
+        dict.reserve_entries(entries.size());
+        for (const Entry &e : entries)
+            dict.append_entry(e.key, 1, e.count);
     };
-    both(
-        [&] {
-            from_dict->reserve_entries(fromEntries.size());
-            for (const auto &entry : fromEntries)
-                from_dict->append_entry(entryKey(entry), 1, fromCount[entry.first] - matched[entry.first]);
-        },
-        [&] {
-            to_dict->reserve_entries(toEntries.size());
-            for (const auto &entry : toEntries)
-                to_dict->append_entry(entryKey(entry), 1, 0);
-        });
+    both([&] { fill(*from_dict, fromEntries); }, [&] { fill(*to_dict, toEntries); });
 }
 
 // Step through the flags in runs. Unchanged tokens pair up by position in their unchanged
