@@ -18,6 +18,9 @@
 #include <thread>
 #include <vector>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #if __has_include(<sys/mman.h>)
 #include <sys/mman.h>
 #endif
@@ -253,6 +256,12 @@ const Cli::Registrar diff({
     .maxPositional = 2,
     .run =
         [](const Cli::Args &args) {
+#ifdef __GLIBC__
+            // Large blocks come from the heap and stay there once freed: the engine's scratch of one
+            // step is reused by the next instead of fresh pages being mapped, zeroed and unmapped.
+            mallopt(M_MMAP_THRESHOLD, 32 << 20);
+            mallopt(M_TRIM_THRESHOLD, 256 << 20);
+#endif
             const int type = comparisonType(args);
             if (args.at(0) == u"-" && args.at(1) == u"-")
                 throw Cli::UsageError(u"diff: OLD and NEW cannot both be standard input"_s);
