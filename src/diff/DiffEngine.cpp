@@ -309,8 +309,7 @@ void DiffEngine::match_fresh()
     const bool threaded = n_from + n_to >= threadedTokens;
     const auto both = [threaded](const auto &fromSide, const auto &toSide) {
         if (threaded) {
-            std::jthread worker(toSide);
-            fromSide();
+            QJDiffCore::both(fromSide, toSide);
         } else {
             fromSide();
             toSide();

@@ -549,13 +549,10 @@ bool QJDifferenceEngine::setUtf8Strings(const QByteArray &oldUtf8, const QByteAr
         return setNewUtf8(newUtf8) && oldValid;
     }
     // The two sides share nothing: each has its own text, tokens, table and buffers in the engine.
+    bool oldValid = false;
     bool newValid = false;
-    {
-        std::jthread worker([&] { newValid = setNewUtf8(newUtf8); });
-        if (!setOldUtf8(oldUtf8))
-            return false; // the worker is joined first
-    }
-    return newValid;
+    QJDiffCore::both([&] { oldValid = setOldUtf8(oldUtf8); }, [&] { newValid = setNewUtf8(newUtf8); });
+    return oldValid && newValid;
 }
 
 void QJDifferenceEngine::computeMatchValueOnly()

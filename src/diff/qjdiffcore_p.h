@@ -6,9 +6,13 @@
 
 #include "Dict.h"
 
+#include <atomic>
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <memory>
+#include <system_error>
+#include <thread>
 
 #if __has_include(<sys/mman.h>)
 #include <sys/mman.h>
@@ -124,5 +128,51 @@ inline void prefault(void *data, std::size_t bytes)
     (void)data;
     (void)bytes;
 #endif
+}
+/**
+ * Runs @p first on this thread and @p second on a helper thread, unless this thread gets to
+ * @p second before the helper has started it: on a busy machine the helper may wait long for a
+ * processor, and then nothing waits for it. Returns when both have run.
+ */
+template<typename First, typename Second>
+void both(const First &first, const Second &second)
+{
+    // 0: second is free, 1: the helper runs it, 2: this thread took it, 3: the helper is done.
+    struct Shared
+    {
+        std::atomic<int> state {0};
+    };
+    const auto shared = std::make_shared<Shared>();
+    const auto claim = [](std::atomic<int> &state, int by) {
+        int expected = 0;
+        return state.compare_exchange_strong(expected, by);
+    };
+    try {
+        std::thread([shared, claim, task = &second] {
+            if (!claim(shared->state, 1))
+                return; // taken: nothing of the caller's is touched any more
+            (*task)();
+            shared->state.store(3);
+            shared->state.notify_one();
+        }).detach();
+    } catch (const std::system_error &) {
+        // No thread to be had: second runs here.
+    }
+    // Whatever happens to first, the helper does not start second afterwards, and is waited for
+    // when it did.
+    struct Finish
+    {
+        Shared &shared;
+        ~Finish()
+        {
+            int expected = 0;
+            shared.state.compare_exchange_strong(expected, 2);
+            for (int state = shared.state.load(); state == 1; state = shared.state.load())
+                shared.state.wait(state);
+        }
+    } finish {*shared};
+    first();
+    if (claim(shared->state, 2))
+        second();
 }
 } // namespace QJDiffCore
