@@ -8,13 +8,14 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QScopeGuard>
 
 #include <atomic>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -138,9 +139,119 @@ void appendRuns(QByteArray &out, QByteArray &text, const QList<QJDiffRun> &runs,
     }
 }
 
+// Chunks of the "differences" array formatted by two threads and written in order by the first.
+// Whichever thread claims a chunk first formats it, at most `window` chunks ahead of the one being
+// written; the writing thread never waits for the helper to start, so on a busy machine, where a
+// new thread may wait long for a processor, it simply formats the chunks itself.
+class ChunkWriter
+{
+public:
+    static constexpr qsizetype window = 4;
+
+    ChunkWriter(const QList<QJDiffRun> &runs, std::vector<qsizetype> bounds)
+        : m_runs(runs), m_bounds(std::move(bounds)), m_shared(std::make_shared<Shared>(qsizetype(m_bounds.size()) - 1))
+    {
+        try {
+            std::thread([shared = m_shared, this] { help(*shared, this); }).detach();
+        } catch (const std::system_error &) {
+            // No helper to be had: all chunks are formatted here.
+        }
+    }
+    // The helper formats nothing more, and nothing of this object's is touched once it is gone.
+    ~ChunkWriter()
+    {
+        m_shared->stopped.store(true);
+        m_shared->written.store(m_shared->chunks + window);
+        m_shared->written.notify_all();
+        for (int busy = m_shared->busy.load(); busy > 0; busy = m_shared->busy.load())
+            m_shared->busy.wait(busy);
+    }
+    ChunkWriter(const ChunkWriter &) = delete;
+    ChunkWriter &operator=(const ChunkWriter &) = delete;
+
+    void writeAll()
+    {
+        Shared &s = *m_shared;
+        QByteArray scratch;
+        for (qsizetype k = 0; k < s.chunks; ++k) {
+            std::atomic<qsizetype> &ready = s.ready[k % window];
+            for (qsizetype state = ready.load(); state != k; state = ready.load()) {
+                if (const qsizetype c = s.claim(); c >= 0)
+                    format(s, c, scratch);
+                else
+                    ready.wait(state);
+            }
+            Cli::writeOut(s.buffers[k % window]);
+            s.written.store(k + 1);
+            s.written.notify_all();
+        }
+    }
+
+private:
+    struct Shared
+    {
+        explicit Shared(qsizetype chunks) : chunks(chunks)
+        {
+            for (std::atomic<qsizetype> &r : ready)
+                r.store(-1);
+        }
+        // @return a chunk to format (its buffer is free), or -1 when none can be claimed now.
+        qsizetype claim()
+        {
+            for (qsizetype k = next.load(); k < chunks && k < written.load() + window;) {
+                if (next.compare_exchange_weak(k, k + 1))
+                    return k;
+            }
+            return -1;
+        }
+
+        const qsizetype chunks;
+        std::atomic<qsizetype> next {0}; // the next chunk to claim
+        std::atomic<qsizetype> written {0}; // the chunks written out
+        std::atomic<int> busy {0}; // the helper is at work (or about to be)
+        std::atomic<bool> stopped {false};
+        std::atomic<qsizetype> ready[window]; // the chunk formatted in each buffer
+        QByteArray buffers[window];
+    };
+
+    void format(Shared &s, qsizetype k, QByteArray &scratch) const
+    {
+        QByteArray &buffer = s.buffers[k % window];
+        buffer.truncate(0); // keeps its room
+        appendRuns(buffer, scratch, m_runs, m_bounds[std::size_t(k)], m_bounds[std::size_t(k + 1)]);
+        s.ready[k % window].store(k);
+        s.ready[k % window].notify_all();
+    }
+
+    // On the helper thread. It touches @p writer only while busy, which the destructor waits for:
+    // the writer may be gone by the time the helper starts.
+    static void help(Shared &s, const ChunkWriter *writer)
+    {
+        QByteArray scratch;
+        for (;;) {
+            s.busy.fetch_add(1);
+            const qsizetype k = s.stopped.load() ? -1 : s.claim();
+            if (k >= 0)
+                writer->format(s, k, scratch);
+            const qsizetype written = s.written.load();
+            if (s.busy.fetch_sub(1) == 1)
+                s.busy.notify_all();
+            if (k >= 0)
+                continue;
+            if (s.stopped.load() || s.next.load() >= s.chunks)
+                return;
+            s.written.wait(written); // until a buffer is free again
+        }
+    }
+
+    const QList<QJDiffRun> &m_runs;
+    const std::vector<qsizetype> m_bounds;
+    const std::shared_ptr<Shared> m_shared;
+};
+
 // Writes {"differences":[…],"match":M} exactly as QJsonDocument writes the whole object in compact
-// form. A long list is cut into chunks of about a megabyte: a second thread formats every other
-// chunk while this one formats and writes the rest in order, so the document is never held whole.
+// form. A long list is cut into chunks of about a megabyte, formatted on two threads and written
+// in order, so the document is never held whole.
 void printDifferences(const QList<QJDiffRun> &runs, float match)
 {
     constexpr qsizetype chunkTokens = 1 << 17; // written text counted in tokens (a copy's twice)
@@ -155,52 +266,15 @@ void printDifferences(const QList<QJDiffRun> &runs, float match)
     }
     if (bounds.back() != runs.size())
         bounds.push_back(runs.size());
-    const qsizetype chunks = qsizetype(bounds.size()) - 1;
 
     QByteArray out = "{\"differences\":[";
-    QByteArray text;
-    if (chunks <= 1) {
+    if (bounds.size() <= 2) {
+        QByteArray text;
         appendRuns(out, text, runs, 0, runs.size());
     } else {
-        // Odd chunks are the worker's, in two buffers taking turns: it formats chunk k into the
-        // buffer of chunk k - 4 once that one is written.
-        std::atomic<qsizetype> written = 0; // chunks written out, in order
-        std::atomic<qsizetype> formatted = 0; // the worker's chunks done: the next one it formats
-        std::atomic<bool> stop = false;
-        QByteArray buffers[2];
-        std::jthread worker([&] {
-            QByteArray scratch;
-            for (qsizetype k = 1; k < chunks; k += 2) {
-                for (qsizetype w = written.load(); w < k - 3 && !stop; w = written.load())
-                    written.wait(w);
-                if (stop)
-                    return;
-                QByteArray &buffer = buffers[(k / 2) % 2];
-                buffer.truncate(0);
-                appendRuns(buffer, scratch, runs, bounds[std::size_t(k)], bounds[std::size_t(k + 1)]);
-                formatted.store(k + 1);
-                formatted.notify_one();
-            }
-        });
-        // Whatever happens here, the worker is told to stop before it is joined.
-        const auto release = qScopeGuard([&] {
-            stop = true;
-            written.fetch_add(chunks);
-            written.notify_one();
-        });
-        for (qsizetype k = 0; k < chunks; ++k) {
-            if (k % 2 == 0) {
-                appendRuns(out, text, runs, bounds[std::size_t(k)], bounds[std::size_t(k + 1)]);
-                Cli::writeOut(out);
-                out.truncate(0); // keeps the buffer
-            } else {
-                for (qsizetype f = formatted.load(); f <= k; f = formatted.load())
-                    formatted.wait(f);
-                Cli::writeOut(buffers[(k / 2) % 2]);
-            }
-            written.store(k + 1);
-            written.notify_one();
-        }
+        Cli::writeOut(out);
+        out.truncate(0);
+        ChunkWriter(runs, std::move(bounds)).writeAll();
     }
     const QByteArray number = QJsonDocument(QJsonArray {matchJson(match)}).toJson(QJsonDocument::Compact);
     out += "],\"match\":";
