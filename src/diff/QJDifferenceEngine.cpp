@@ -113,10 +113,11 @@ void splitInPlace(QJDiffTokens &out, const char *src, qsizetype n, int type)
     char *bytes = out.storage.data();
     out.tokens.clear();
     if (type != ComparisonWords && type != ComparisonLines) {
-        if (src != bytes)
-            std::memcpy(bytes, src, std::size_t(n));
-        if (n > 0)
+        if (n > 0) {
+            if (src != bytes)
+                std::memcpy(bytes, src, std::size_t(n));
             out.tokens.push_back(bytes);
+        }
         bytes[n] = '\0';
         return;
     }

@@ -34,6 +34,19 @@ inline std::uint64_t load32(const char *p)
     return w;
 }
 
+// load64() for a word that may reach past the end of the object read, but not past its memory
+// page: the bytes beyond the object are masked out by the caller.
+#if defined(__GNUC__)
+__attribute__((no_sanitize("address", "thread")))
+#endif
+inline std::uint64_t
+loadWithin64(const char *p)
+{
+    std::uint64_t w;
+    __builtin_memcpy(&w, p, 8);
+    return w;
+}
+
 inline std::uint64_t mix(std::uint64_t h, std::uint64_t word)
 {
     h = (h ^ word) * 0xbf58476d1ce4e5b9ull;
@@ -68,8 +81,8 @@ hash(const char *key)
     constexpr std::uintptr_t page = 4096;
     if (std::endian::native == std::endian::little
         && (reinterpret_cast<std::uintptr_t>(key) & (page - 1)) <= page - 16) {
-        const std::uint64_t a = load64(key);
-        const std::uint64_t b = load64(key + 8);
+        const std::uint64_t a = loadWithin64(key);
+        const std::uint64_t b = loadWithin64(key + 8);
         const std::uint64_t za = zeroBytes(a);
         const std::uint64_t zb = zeroBytes(b);
         const unsigned na = za ? unsigned(std::countr_zero(za)) / 8 : 8;
