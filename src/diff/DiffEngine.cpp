@@ -92,16 +92,13 @@ public:
     // @return the number of @p key, newly given when it is a new string.
     int add(const Dict::hashed_key &key)
     {
-        if ((keys.size() + 1) * 2 > slots.size())
-            grow();
-        Slot &slot = slots[position(key)];
-        if (slot.id < 0) {
-            slot = Slot {key.hash, {key.head[0], key.head[1]}, std::uint32_t(key.length), int(keys.size())};
-            keys.push_back(key);
-            counts.push_back(0);
+        if (!slots.empty()) {
+            if (const int id = slots[position(key)].id; id >= 0) {
+                ++counts[std::size_t(id)];
+                return id;
+            }
         }
-        ++counts[std::size_t(slot.id)];
-        return slot.id;
+        return insert(key);
     }
 
     // @return the number of @p key; -1 when the sequence does not hold it.
@@ -138,6 +135,18 @@ private:
         while (slots[i].id >= 0 && !matches(slots[i], key))
             i = (i + 1) & mask;
         return i;
+    }
+
+    // Gives @p key, a new string, its number.
+    [[gnu::noinline]] int insert(const Dict::hashed_key &key)
+    {
+        if ((keys.size() + 1) * 2 > slots.size())
+            grow();
+        const int id = int(keys.size());
+        slots[position(key)] = Slot {key.hash, {key.head[0], key.head[1]}, std::uint32_t(key.length), id};
+        keys.push_back(key);
+        counts.push_back(1);
+        return id;
     }
 
     void grow()

@@ -269,6 +269,13 @@ qsizetype QJDiffTokenizer::utf16Length(QByteArrayView utf8)
     qsizetype units = 0;
     while (p < end) {
         const auto *ascii = p;
+#if defined(__SSE2__)
+        for (; end - p >= 64; p += 64) {
+            const auto load = [p](int k) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + 16 * k)); };
+            if (_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(load(0), load(1)), _mm_or_si128(load(2), load(3)))))
+                break;
+        }
+#endif
         for (quint64 w; end - p >= 8 && (std::memcpy(&w, p, 8), (w & 0x8080808080808080ull) == 0);)
             p += 8;
         while (p < end && *p < 0x80)
