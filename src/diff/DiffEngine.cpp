@@ -7,12 +7,10 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <thread>
 
 namespace
 {
-// Below this many tokens on both sides together, indexing them on two threads costs more than it
-// saves.
+// Below this many tokens on both sides together, a second thread costs more than it saves.
 constexpr int threadedTokens = 1 << 16;
 
 // The distinct strings of a token sequence, numbered in order of first occurrence.

@@ -7,7 +7,6 @@
 
 #include <QByteArray>
 #include <QStringDecoder>
-#include <QtEndian>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -19,12 +18,12 @@
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <thread>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
+// The bytes of the punctuation type: the words and lines types need separators only.
 enum ByteClass : unsigned char {
     Ordinary = 0,
     Separator = 1, // ends a token and is dropped
@@ -33,50 +32,17 @@ enum ByteClass : unsigned char {
 
 using ByteClasses = std::array<unsigned char, 256>;
 
-constexpr ByteClasses byteClasses(int type)
-{
+constexpr ByteClasses punctuationClasses = [] {
     ByteClasses classes {};
-    switch (type) {
-    case ComparisonWords:
-        classes[' '] = Separator;
-        classes['\n'] = Separator;
-        break;
-    case ComparisonLines:
-        classes['\n'] = Separator;
-        break;
-    case ComparisonPunctuation:
-        classes[' '] = Separator;
-        classes['\n'] = Separator;
-        for (unsigned char c : {'!', ',', '.', '?', ':', '(', ')'})
-            classes[c] = StartsToken;
-        break;
-    default:
-        break;
-    }
+    classes[' '] = Separator;
+    classes['\n'] = Separator;
+    for (unsigned char c : {'!', ',', '.', '?', ':', '(', ')'})
+        classes[c] = StartsToken;
     return classes;
-}
+}();
 
 // Past its last token, every token buffer holds this many more bytes, NULs at first.
 constexpr qsizetype tokenPadding = 16;
-
-constexpr ByteClasses wordClasses = byteClasses(ComparisonWords);
-constexpr ByteClasses lineClasses = byteClasses(ComparisonLines);
-constexpr ByteClasses punctuationClasses = byteClasses(ComparisonPunctuation);
-constexpr ByteClasses wholeClasses = byteClasses(-1);
-
-const ByteClasses &classesFor(int type)
-{
-    switch (type) {
-    case ComparisonWords:
-        return wordClasses;
-    case ComparisonLines:
-        return lineClasses;
-    case ComparisonPunctuation:
-        return punctuationClasses;
-    default:
-        return wholeClasses;
-    }
-}
 
 // Copies 64 bytes from @p src to @p dst with every separator of the words type (@p blanks) or
 // the lines type (not @p blanks) made a NUL. @return the separators' positions as bits.
@@ -190,7 +156,7 @@ QString joined(const std::vector<const char *> &tokens)
 // token and starts the next, so each token is copied, into one buffer: a first pass finds its size.
 void splitCopying(QJDiffTokens &out, const char *bytes, qsizetype n)
 {
-    const ByteClasses &classes = classesFor(ComparisonPunctuation);
+    const ByteClasses &classes = punctuationClasses;
     auto scan = [&](auto &&emit) {
         qsizetype start = -1; // the pending token's first byte; -1 while there is none
         for (qsizetype i = 0; i < n; ++i) {
