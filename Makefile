@@ -15,8 +15,8 @@ PACKAGES := build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-d
 CMAKE_CONFIGURE = cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) \
                   -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 
-.PHONY: all deps configure build test check-example install demo tour format clean fuzz sanitize \
-        sanitize-address sanitize-thread
+.PHONY: all deps configure build test check-example install demo tour format clean fuzz docs bench \
+        sanitize sanitize-address sanitize-thread
 
 all: build
 
@@ -36,12 +36,16 @@ test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
 	$(MAKE) --no-print-directory check-example
 
-# Installs the library into a staging prefix and builds the example host project against it.
+# Installs the library into a staging prefix and builds the example host project and the examples
+# of docs/ against it, then runs those without a window.
 check-example: build
 	cmake --install $(BUILD_DIR) --prefix $(PREFIX) > /dev/null
 	cmake -S examples/host -B $(BUILD_DIR)/example-host -G Ninja -DCMAKE_PREFIX_PATH=$(PREFIX) > /dev/null
 	cmake --build $(BUILD_DIR)/example-host
 	LD_LIBRARY_PATH=$(PREFIX)/lib:$$LD_LIBRARY_PATH $(BUILD_DIR)/example-host/qjkit-example-host
+	cmake -S examples/docs -B $(BUILD_DIR)/example-docs -G Ninja -DCMAKE_PREFIX_PATH=$(PREFIX) > /dev/null
+	cmake --build $(BUILD_DIR)/example-docs -j $(JOBS)
+	LD_LIBRARY_PATH=$(PREFIX)/lib:$$LD_LIBRARY_PATH scripts/run-doc-examples.sh $(BUILD_DIR)/example-docs
 
 install: build
 	cmake --install $(BUILD_DIR) --prefix $(PREFIX)
@@ -72,6 +76,34 @@ sanitize-thread: deps
 	cmake --preset tsan > /dev/null
 	cmake --build --preset tsan -j $(JOBS) --target threads-tests
 	ctest --preset tsan -j $(JOBS)
+
+# Side-by-side comparisons of every subsystem, the Google Benchmark programs and the growth plot, in
+# a Release build of its own; writes docs/performance.md and docs/images/scaling.png. Takes a while.
+BENCH_DIR      ?= build-bench
+BENCH_PACKAGES := libbenchmark-dev libssl-dev wdiff git python3 libplist-utils curl time gnuplot-nox
+
+bench: deps
+	@scripts/install-deps.sh $(BENCH_PACKAGES)
+	cmake -S . -B $(BENCH_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release -DQJKIT_BUILD_BENCH=ON \
+	      -DQJKIT_BUILD_TESTS=OFF -DQJKIT_BUILD_DEMO=ON
+	cmake --build $(BENCH_DIR) -j $(JOBS)
+	nice python3 scripts/bench-report.py $(BENCH_DIR) docs/performance.md
+
+# API reference from the public headers and the guides, with Doxygen; fails on any Doxygen warning
+# (an undocumented public symbol among them) and when a guide's quoted code differs from its example.
+DOCS_PACKAGES := doxygen python3
+VERSION := $(shell awk '/^project.QJKit VERSION/ {print $$3}' CMakeLists.txt)
+
+docs:
+	@scripts/install-deps.sh $(DOCS_PACKAGES)
+	python3 scripts/docs-snippets.py
+	@rm -rf $(BUILD_DIR)/docs && mkdir -p $(BUILD_DIR)/docs
+	QJKIT_VERSION=$(VERSION) QJKIT_DOCS_OUTPUT=$(BUILD_DIR)/docs doxygen docs/Doxyfile
+	@if [ -s $(BUILD_DIR)/docs/warnings.log ]; then \
+	  cat $(BUILD_DIR)/docs/warnings.log >&2; \
+	  echo "make docs: Doxygen printed $$(wc -l < $(BUILD_DIR)/docs/warnings.log) warning line(s)" >&2; exit 1; \
+	fi
+	@echo "API reference: $(BUILD_DIR)/docs/html/index.html"
 
 # Runs every libFuzzer target for FUZZ_SECONDS seconds (default 60).
 fuzz:

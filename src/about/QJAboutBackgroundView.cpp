@@ -40,25 +40,14 @@ void QJAboutBackgroundView::paintEvent(QPaintEvent *)
 
 void QJAboutBackgroundView::mousePressEvent(QMouseEvent *event)
 {
-    if (event->button() != Qt::LeftButton) {
+    if (!QJAboutAction::trackPress(event, &_tracking))
         QWidget::mousePressEvent(event);
-        return;
-    }
-    // Qt sends the release to the widget that took the press, wherever the pointer is by then (the
-    // window system grabs the pointer for the pressing window), so the click is tracked here.
-    event->accept();
-    _tracking = true;
 }
 
 void QJAboutBackgroundView::mouseReleaseEvent(QMouseEvent *event)
 {
-    if (!_tracking || event->button() != Qt::LeftButton) {
+    if (!QJAboutAction::trackRelease(event, &_tracking, _target, _action, this))
         QWidget::mouseReleaseEvent(event);
-        return;
-    }
-    event->accept();
-    _tracking = false;
-    QJAboutAction::send(_target, _action, this);
 }
 
 void QJAboutBackgroundView::hideEvent(QHideEvent *event)

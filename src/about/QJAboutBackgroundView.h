@@ -37,9 +37,13 @@ public:
     QObject *target() const { return _target; }
 
 protected:
+    /** Draws "leftBack" and "rightBack" side by side, read from the framework bundle on every paint. */
     void paintEvent(QPaintEvent *event) override;
+    /** Starts tracking a left-button click. */
     void mousePressEvent(QMouseEvent *event) override;
+    /** Ends a tracked click and sends the action to the target. */
     void mouseReleaseEvent(QMouseEvent *event) override;
+    /** Forgets a click in progress. */
     void hideEvent(QHideEvent *event) override;
 
 private:

@@ -46,25 +46,14 @@ void QJAboutImageView::resizeEvent(QResizeEvent *event)
 
 void QJAboutImageView::mousePressEvent(QMouseEvent *event)
 {
-    if (event->button() != Qt::LeftButton) {
+    if (!QJAboutAction::trackPress(event, &_tracking))
         QLabel::mousePressEvent(event);
-        return;
-    }
-    // Qt sends the release to the widget that took the press, wherever the pointer is by then (the
-    // window system grabs the pointer for the pressing window), so the click is tracked here.
-    event->accept();
-    _tracking = true;
 }
 
 void QJAboutImageView::mouseReleaseEvent(QMouseEvent *event)
 {
-    if (!_tracking || event->button() != Qt::LeftButton) {
+    if (!QJAboutAction::trackRelease(event, &_tracking, _target, _action, this))
         QLabel::mouseReleaseEvent(event);
-        return;
-    }
-    event->accept();
-    _tracking = false;
-    QJAboutAction::send(_target, _action, this);
 }
 
 void QJAboutImageView::hideEvent(QHideEvent *event)

@@ -38,9 +38,13 @@ public:
     QObject *target() const { return _target; }
 
 protected:
+    /** Starts tracking a left-button click. */
     void mousePressEvent(QMouseEvent *event) override;
+    /** Ends a tracked click and sends the action to the target. */
     void mouseReleaseEvent(QMouseEvent *event) override;
+    /** Forgets a click in progress. */
     void hideEvent(QHideEvent *event) override;
+    /** Scales the image again for the new size. */
     void resizeEvent(QResizeEvent *event) override;
 
 private:

@@ -88,7 +88,9 @@ public:
     int stepInterval() const { return _scrollTimer.interval(); }
 
 protected:
+    /** Keeps the credits where they were scrolled to. */
     void showEvent(QShowEvent *event) override;
+    /** Adjusts the fading edges and keeps the credits where they were scrolled to. */
     void resizeEvent(QResizeEvent *event) override;
 
 private:

@@ -54,6 +54,7 @@ public:
     /** @return the background view installed by setContentView(), or nullptr. */
     QJAboutBackgroundView *contentView() const;
 
+    /** Shows the window as a transient of the modal dialog running now, if any, so it takes input; or hides it. */
     void setVisible(bool visible) override;
 
 Q_SIGNALS:
@@ -61,6 +62,7 @@ Q_SIGNALS:
     void didResignActive();
 
 protected:
+    /** Emits didResignActive() when the window is deactivated. */
     bool event(QEvent *event) override;
 
 private:

@@ -2,6 +2,7 @@
 #include "qjaboutaction_p.h"
 
 #include <QMetaMethod>
+#include <QMouseEvent>
 #include <QObject>
 
 namespace QJAboutAction
@@ -16,5 +17,24 @@ bool send(QObject *target, const QByteArray &action, QObject *sender)
         return meta->method(index).invoke(target, Qt::DirectConnection, Q_ARG(QObject *, sender));
     index = meta->indexOfMethod(QMetaObject::normalizedSignature(QByteArray(action + "()").constData()));
     return index >= 0 && meta->method(index).invoke(target, Qt::DirectConnection);
+}
+
+bool trackPress(QMouseEvent *event, bool *tracking)
+{
+    if (event->button() != Qt::LeftButton)
+        return false;
+    event->accept();
+    *tracking = true;
+    return true;
+}
+
+bool trackRelease(QMouseEvent *event, bool *tracking, QObject *target, const QByteArray &action, QObject *sender)
+{
+    if (!*tracking || event->button() != Qt::LeftButton)
+        return false;
+    event->accept();
+    *tracking = false;
+    send(target, action, sender);
+    return true;
 }
 } // namespace QJAboutAction

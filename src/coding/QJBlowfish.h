@@ -23,8 +23,8 @@ extern "C" {
 /** The cipher state: the subkey array and the four substitution boxes. One per call, on the stack. */
 typedef struct QJBlowfishContext
 {
-    uint32_t P[18];
-    uint32_t S[4][256];
+    uint32_t P[18]; /**< the subkey array */
+    uint32_t S[4][256]; /**< the four substitution boxes */
 } QJBlowfishContext;
 
 /** The standard initial subkey array: the first 18 words of pi's hexadecimal fraction. */

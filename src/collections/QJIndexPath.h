@@ -31,6 +31,7 @@ public:
 
     /** @return the number of indexes. */
     qsizetype length() const noexcept { return m_indexes.size(); }
+    /** @return whether the path has no index. */
     bool isEmpty() const noexcept { return m_indexes.isEmpty(); }
     /** @return the index at @p position, or QJNotFound beyond the end. */
     quint32 indexAtPosition(qsizetype position) const noexcept
@@ -58,6 +59,7 @@ public:
         return text;
     }
 
+    /** @return whether both paths hold the same indexes in the same order. */
     friend bool operator==(const QJIndexPath &, const QJIndexPath &) = default;
 
 private:

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "Dict.h"
 
+#include "qjdiffcore_p.h"
+
+#include <algorithm>
 #include <cstring>
 
 namespace
@@ -9,58 +12,9 @@ constexpr std::size_t initialSlots = 16;
 constexpr std::size_t headBytes = 16;
 } // namespace
 
-namespace
-{
-std::uint64_t load64(const char *p)
-{
-    std::uint64_t w;
-    std::memcpy(&w, p, 8);
-    return w;
-}
-
-std::uint64_t load32(const char *p)
-{
-    std::uint32_t w;
-    std::memcpy(&w, p, 4);
-    return w;
-}
-
-std::uint64_t mix(std::uint64_t h, std::uint64_t word)
-{
-    h = (h ^ word) * 0xbf58476d1ce4e5b9ull;
-    return h ^ (h >> 31);
-}
-} // namespace
-
 Dict::hashed_key Dict::hash(const char *key)
 {
-    // Fixed-size loads only (overlapping ones for the ends): the keys are mostly short words, and
-    // every lookup hashes one. head holds the first 16 bytes, zero-padded, in little-endian order.
-    const std::size_t n = std::strlen(key);
-    hashed_key k {key, n, 0, {0, 0}};
-    if (n >= 8) {
-        k.head[0] = load64(key);
-        if (n >= 16)
-            k.head[1] = load64(key + 8);
-        else if (n > 8)
-            k.head[1] = load64(key + n - 8) >> (8 * (16 - n));
-    } else if (n >= 4) {
-        k.head[0] = load32(key) | (load32(key + n - 4) << (8 * (n - 4)));
-    } else if (n > 0) {
-        const auto byte = [key](std::size_t i) { return std::uint64_t(static_cast<unsigned char>(key[i])); };
-        k.head[0] = byte(0) | (byte(n / 2) << (8 * (n / 2))) | (byte(n - 1) << (8 * (n - 1)));
-    }
-    std::uint64_t h = mix(mix(0x9e3779b97f4a7c15ull ^ n, k.head[0]), k.head[1]);
-    if (n > 16) {
-        std::size_t i = 16;
-        for (; i + 8 <= n; i += 8)
-            h = mix(h, load64(key + i));
-        if (i < n)
-            h = mix(h, load64(key + n - 8));
-    }
-    h *= 0x94d049bb133111ebull;
-    k.hash = h ^ (h >> 32);
-    return k;
+    return QJDiffCore::hash(key);
 }
 
 Dict::Dict() : counts(1, 0), values(1, 0), keys(1, nullptr), nextSameKey(1, -1) { }
@@ -96,10 +50,12 @@ Dict::~Dict() = default;
     return e;
 }
 
-void Dict::grow()
+void Dict::grow(std::size_t size)
 {
     std::vector<Slot> old = std::move(slots);
-    slots.assign(old.empty() ? initialSlots : old.size() * 2, Slot {});
+    slots.reserve(size);
+    QJDiffCore::prefault(slots.data(), size * sizeof(Slot));
+    slots.assign(size, Slot {});
     const std::size_t mask = slots.size() - 1;
     for (const Slot &s : old) {
         if (!s.key)
@@ -142,28 +98,56 @@ void Dict::set(const hashed_key &key, int value)
     std::size_t position = 0;
     Slot *slot = find(key, &position);
     int i = slot ? firstLive(*slot) : -1;
-    if (i < 0) {
-        // Append an entry: it takes the terminator's place and a new terminator follows it.
-        i = int(keys.size()) - 1;
-        keys[std::size_t(i)] = key.text;
-        keys.push_back(nullptr);
-        counts.push_back(0);
-        values.push_back(0);
-        nextSameKey.push_back(-1);
-        if (slot) {
-            nextSameKey[std::size_t(slot->last)] = i;
-            slot->last = i;
-            if (slot->live < 0)
-                slot->live = i;
-        } else {
-            if ((usedSlots + 1) * 4 > slots.size() * 3) {
-                grow();
-                find(key, &position);
-            }
-            slots[position] = Slot {key.hash, key.text, i, i, key.length, {key.head[0], key.head[1]}};
-            ++usedSlots;
-        }
-    }
+    if (i < 0)
+        i = append(key, slot, position);
     values[std::size_t(i)] = value;
     ++counts[std::size_t(i)];
+}
+
+void Dict::append_entry(const hashed_key &key, int value, int count)
+{
+    std::size_t position = 0;
+    Slot *slot = find(key, &position);
+    const int i = append(key, slot, position);
+    values[std::size_t(i)] = value;
+    counts[std::size_t(i)] = count;
+}
+
+void Dict::reserve_entries(std::size_t entries)
+{
+    const std::size_t n = keys.size() + entries;
+    counts.reserve(n);
+    values.reserve(n);
+    keys.reserve(n);
+    nextSameKey.reserve(n);
+    std::size_t size = std::max(slots.size(), initialSlots);
+    while ((usedSlots + entries) * 4 > size * 3)
+        size *= 2;
+    if (size > slots.size())
+        grow(size);
+}
+
+int Dict::append(const hashed_key &key, Slot *slot, std::size_t position)
+{
+    // The new entry takes the terminator's place and a new terminator follows it.
+    const int i = int(keys.size()) - 1;
+    keys[std::size_t(i)] = key.text;
+    keys.push_back(nullptr);
+    counts.push_back(0);
+    values.push_back(0);
+    nextSameKey.push_back(-1);
+    if (slot) {
+        nextSameKey[std::size_t(slot->last)] = i;
+        slot->last = i;
+        if (slot->live < 0)
+            slot->live = i;
+    } else {
+        if ((usedSlots + 1) * 4 > slots.size() * 3) {
+            grow(slots.empty() ? initialSlots : slots.size() * 2);
+            find(key, &position);
+        }
+        slots[position] = Slot {key.hash, key.text, i, i, key.length, {key.head[0], key.head[1]}};
+        ++usedSlots;
+    }
+    return i;
 }

@@ -68,10 +68,10 @@ public:
     /** A key with its length and hash, computed once for lookups in several tables. */
     struct hashed_key
     {
-        const char *text;
-        std::size_t length;
-        std::uint64_t hash;
-        std::uint64_t head[2]; // the first 16 bytes, zero-padded: a short key compares here
+        const char *text; ///< the key itself, borrowed
+        std::size_t length; ///< its length in bytes
+        std::uint64_t hash; ///< the hash of its content
+        std::uint64_t head[2]; ///< the first 16 bytes, zero-padded: a short key compares here
     };
     /** @return @p key with its length and the hash of its content. */
     static hashed_key hash(const char *key);
@@ -87,6 +87,14 @@ public:
     void decrement_at(int i) { --counts[std::size_t(i)]; }
 
 private:
+    friend class DiffEngine;
+    // Appends an entry for @p key, which has no live one, holding @p value and @p count at once:
+    // the state that set() calls and lookups of the key would leave, for an engine that works
+    // out the counts by itself.
+    void append_entry(const hashed_key &key, int value, int count);
+    // Makes room for @p entries more entries of distinct new keys.
+    void reserve_entries(std::size_t entries);
+
     struct Slot
     {
         std::uint64_t hash; // the key's hash: places the slot and skips most comparisons
@@ -98,8 +106,10 @@ private:
     };
 
     Slot *find(const hashed_key &key, std::size_t *freePosition);
+    // Appends an entry for @p key, found in @p slot (null: not indexed yet, @p position is free).
+    int append(const hashed_key &key, Slot *slot, std::size_t position);
     int firstLive(Slot &slot);
-    void grow();
+    void grow(std::size_t size);
 
     // Parallel entry arrays, each with one slot more than there are entries: the last slot is the
     // terminator (count 0, value 0, key null).

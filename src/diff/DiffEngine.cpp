@@ -2,8 +2,163 @@
 #include "DiffEngine.h"
 
 #include "Dict.h"
+#include "qjdiffcore_p.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
+
+namespace
+{
+// Below this many tokens on both sides together, a second thread costs more than it saves.
+constexpr int threadedTokens = 1 << 16;
+
+// The distinct strings of a token sequence, numbered in order of first occurrence.
+class KeyIndex
+{
+public:
+    // @return the numbers of @p count tokens.
+    std::unique_ptr<int[]> add(const char *const *tokens, int count)
+    {
+        std::unique_ptr<int[]> ids(new int[std::size_t(count)]);
+        QJDiffCore::prefault(ids.get(), std::size_t(count) * sizeof(int));
+        // Most lookups miss the caches: each token is hashed some tokens ahead of its lookup and
+        // its slot fetched meanwhile.
+        constexpr int ahead = 8;
+        Dict::hashed_key pending[ahead];
+        for (int i = 0; i < count + ahead; ++i) {
+            if (i >= ahead)
+                ids[std::size_t(i - ahead)] = add(pending[(i - ahead) % ahead]);
+            if (i < count) {
+                const Dict::hashed_key &key = pending[i % ahead] = QJDiffCore::hash(tokens[i]);
+                if (!slots.empty())
+                    __builtin_prefetch(&slots[std::size_t(key.hash) & (slots.size() - 1)]);
+            }
+        }
+        return ids;
+    }
+
+    // @return the numbers of @p count tokens that mostly repeat @p reference, another sequence's
+    // tokens, in the same order: a token equal to the reference token in the same place of a
+    // running alignment gets -1 - that token's index instead, and needs no lookup; the others are
+    // numbered here. How well the alignment holds decides the speed, never the result.
+    std::unique_ptr<int[]> addAligned(
+        const char *const *tokens, int count, const char *const *reference, int referenceCount)
+    {
+        std::unique_ptr<int[]> ids(new int[std::size_t(count)]);
+        QJDiffCore::prefault(ids.get(), std::size_t(count) * sizeof(int));
+        int i = 0; // the reference token aligned with the next token
+        int misses = 0; // tokens in a row not at their place
+        const auto same = [&](int r, int j) {
+            return r >= 0 && r < referenceCount && j < count && std::strcmp(reference[r], tokens[j]) == 0;
+        };
+        for (int j = 0; j < count; ++j) {
+            if (same(i, j)) {
+                ids[std::size_t(j)] = -1 - i++;
+                misses = 0;
+                continue;
+            }
+            // A reference token removed; after a few misses in a row, a longer shift looked for
+            // near the place, less and less often while it is not found.
+            int found = -1;
+            ++misses;
+            if (misses <= 8 && same(i + 1, j)) {
+                found = i + 1;
+            } else if (misses >= 2 && (misses & (misses - 1)) == 0) {
+                constexpr int window = 64;
+                for (int d = 1; d <= window && found < 0; ++d) {
+                    if (same(i - d, j))
+                        found = i - d;
+                    else if (same(i + d, j))
+                        found = i + d;
+                }
+            }
+            if (found >= 0) {
+                ids[std::size_t(j)] = -1 - found;
+                i = found + 1;
+                misses = 0;
+                continue;
+            }
+            ids[std::size_t(j)] = add(QJDiffCore::hash(tokens[j]));
+            // A token replaced, unless one was added here (the next token is at this place).
+            if (!(misses <= 8 && same(i, j + 1)) && i < referenceCount)
+                ++i;
+        }
+        return ids;
+    }
+
+    // @return the number of @p key, newly given when it is a new string.
+    int add(const Dict::hashed_key &key)
+    {
+        if (!slots.empty()) {
+            if (const int id = slots[position(key)].id; id >= 0) {
+                ++counts[std::size_t(id)];
+                return id;
+            }
+        }
+        return insert(key);
+    }
+
+    // @return the number of @p key; -1 when the sequence does not hold it.
+    int find(const Dict::hashed_key &key) const { return slots.empty() ? -1 : slots[position(key)].id; }
+
+    int size() const { return int(keys.size()); }
+
+    // By number: the string's first occurrence, with its length and hash, and its occurrences.
+    std::vector<Dict::hashed_key> keys;
+    std::vector<int> counts;
+
+private:
+    // A short string compares within its slot: its first 16 bytes, zero-padded, are all of it.
+    struct alignas(32) Slot
+    {
+        std::uint64_t hash;
+        std::uint64_t head[2];
+        std::uint32_t length; // truncated: equal lengths only narrow the choice
+        int id; // -1: free
+    };
+
+    bool matches(const Slot &slot, const Dict::hashed_key &key) const
+    {
+        return slot.hash == key.hash && slot.length == std::uint32_t(key.length) && slot.head[0] == key.head[0]
+            && slot.head[1] == key.head[1]
+            && (key.length <= 16 || std::strcmp(keys[std::size_t(slot.id)].text + 16, key.text + 16) == 0);
+    }
+
+    // The slot of @p key, or the free one where it goes. Linear probing, at most half full.
+    std::size_t position(const Dict::hashed_key &key) const
+    {
+        const std::size_t mask = slots.size() - 1;
+        std::size_t i = std::size_t(key.hash) & mask;
+        while (slots[i].id >= 0 && !matches(slots[i], key))
+            i = (i + 1) & mask;
+        return i;
+    }
+
+    // Gives @p key, a new string, its number.
+    [[gnu::noinline]] int insert(const Dict::hashed_key &key)
+    {
+        if ((keys.size() + 1) * 2 > slots.size())
+            grow();
+        const int id = int(keys.size());
+        slots[position(key)] = Slot {key.hash, {key.head[0], key.head[1]}, std::uint32_t(key.length), id};
+        keys.push_back(key);
+        counts.push_back(1);
+        return id;
+    }
+
+    void grow()
+    {
+        slots.assign(slots.empty() ? 1024 : slots.size() * 2, Slot {0, {0, 0}, 0, -1});
+        for (std::size_t id = 0; id < keys.size(); ++id) {
+            const Dict::hashed_key &key = keys[id];
+            slots[position(key)] = Slot {key.hash, {key.head[0], key.head[1]}, std::uint32_t(key.length), int(id)};
+        }
+    }
+
+    std::vector<Slot> slots;
+};
+} // namespace
 
 DiffOperation::DiffOperation(
     const std::vector<const char *> *from, const std::vector<const char *> *to, DiffOpType type)
@@ -15,6 +170,21 @@ DiffOperation::DiffOperation(
         this->to = *to;
 }
 
+namespace
+{
+void grow(std::vector<unsigned char> &changed, std::vector<const char *> &common, int count)
+{
+    // Both are written in full by every diff(): their pages are mapped at once.
+    const std::size_t n = std::size_t(count);
+    changed.reserve(n);
+    QJDiffCore::prefault(changed.data() + changed.size(), n - changed.size());
+    changed.resize(n);
+    common.reserve(n);
+    QJDiffCore::prefault(common.data() + common.size(), (n - common.size()) * sizeof(const char *));
+    common.resize(n);
+}
+} // namespace
+
 DiffEngine::DiffEngine() = default;
 
 DiffEngine::~DiffEngine() = default;
@@ -22,10 +192,8 @@ DiffEngine::~DiffEngine() = default;
 void DiffEngine::set_from(const char *const *tokens, int count)
 {
     from_dict = std::make_unique<Dict>();
-    if (count > 0 && std::size_t(count) > from_changed.size()) {
-        from_changed.resize(std::size_t(count));
-        from_common.resize(std::size_t(count));
-    }
+    if (count > 0 && std::size_t(count) > from_changed.size())
+        grow(from_changed, from_common, count);
     from = tokens;
     n_from = count;
 }
@@ -33,10 +201,8 @@ void DiffEngine::set_from(const char *const *tokens, int count)
 void DiffEngine::set_to(const char *const *tokens, int count)
 {
     to_dict = std::make_unique<Dict>();
-    if (count > 0 && std::size_t(count) > to_changed.size()) {
-        to_changed.resize(std::size_t(count));
-        to_common.resize(std::size_t(count));
-    }
+    if (count > 0 && std::size_t(count) > to_changed.size())
+        grow(to_changed, to_common, count);
     to = tokens;
     n_to = count;
 }
@@ -50,8 +216,37 @@ std::vector<DiffOperation> DiffEngine::diff()
 
 void DiffEngine::diff(const std::function<void(DiffOperation &&)> &emit)
 {
+    match();
+    std::vector<const char *> from_tokens;
+    std::vector<const char *> to_tokens;
+    runs([&](const DiffRun &run) {
+        from_tokens.assign(from + run.from_begin, from + run.from_end);
+        if (run.type == DiffOpCopy) {
+            emit(DiffOperation(&from_tokens, &from_tokens, DiffOpCopy));
+            return;
+        }
+        to_tokens.assign(to + run.to_begin, to + run.to_end);
+        emit(DiffOperation(
+            run.type == DiffOpAdd ? nullptr : &from_tokens, run.type == DiffOpDelete ? nullptr : &to_tokens, run.type));
+    });
+}
+
+std::vector<DiffRun> DiffEngine::diff_runs()
+{
+    match();
+    std::vector<DiffRun> result;
+    runs([&result](const DiffRun &run) { result.push_back(run); });
+    return result;
+}
+
+void DiffEngine::match()
+{
     n_from_common = 0;
     n_to_common = 0;
+    if (from_dict && to_dict && from_dict->_length() == 1 && to_dict->_length() == 1) {
+        match_fresh();
+        return;
+    }
 
     // Common prefix.
     int p = 0;
@@ -81,7 +276,7 @@ void DiffEngine::diff(const std::function<void(DiffOperation &&)> &emit)
     // string keeps min(occurrences in the from middle, occurrences in the to middle) tokens on
     // each side, its first occurrences in order.
     for (int j = p; j < toEnd; ++j) {
-        const Dict::hashed_key key = Dict::hash(to[j]);
+        const Dict::hashed_key key = QJDiffCore::hash(to[j]);
         const int e = from_dict->_index(key);
         unsigned char flag = 1;
         if (e >= 0) {
@@ -105,34 +300,200 @@ void DiffEngine::diff(const std::function<void(DiffOperation &&)> &emit)
         }
         from_changed[std::size_t(i)] = flag;
     }
+}
 
-    // Runs. Unchanged tokens pair up by position in their unchanged sequences, not by content;
-    // a copy run records the from-tokens on both sides.
-    std::vector<const char *> run;
-    std::vector<const char *> deleted;
-    std::vector<const char *> added;
+// The same matching for empty tables, which the first diff() after set_from() and set_to() meets.
+// Each side's strings are numbered once, and the outcome (flags, common tokens, the tables'
+// entries) follows from how often each string occurs in each middle: a to-token is unchanged while
+// the from middle has occurrences of its string left, that is for the first min(occurrences in
+// the from middle, in the to middle) of them, and the from middle then keeps as many. The from
+// table holds one entry per string of the from middle, in order of first occurrence, keyed by that
+// occurrence, with the occurrences no to-token took as its count; the to table one per matched
+// string, in order of first match, all spent. Once the strings are numbered the two sides are
+// independent, so long inputs have each worked out on a thread of its own.
+void DiffEngine::match_fresh()
+{
+    const bool threaded = n_from + n_to >= threadedTokens;
+    const auto both = [threaded](const auto &fromSide, const auto &toSide) {
+        if (threaded) {
+            QJDiffCore::both(fromSide, toSide);
+        } else {
+            fromSide();
+            toSide();
+        }
+    };
+
+    // The to side mostly repeats the from side: its tokens are numbered along with it.
+    KeyIndex fromKeys;
+    KeyIndex toKeys;
+    std::unique_ptr<int[]> fromIds;
+    std::unique_ptr<int[]> toIds;
+    both([&] { fromIds = fromKeys.add(from, n_from); }, [&] { toIds = toKeys.addAligned(to, n_to, from, n_from); });
+
+    // One numbering for both sides: the from side's, then the strings only the to side holds.
+    int keyCount = fromKeys.size();
+    std::vector<int> global(std::size_t(toKeys.size()));
+    for (int k = 0; k < toKeys.size(); ++k) {
+        const int f = fromKeys.find(toKeys.keys[std::size_t(k)]);
+        global[std::size_t(k)] = f >= 0 ? f : keyCount++;
+    }
+    std::vector<int> toCount(std::size_t(keyCount), 0);
+    {
+        std::vector<int> secondHalf(std::size_t(keyCount), 0);
+        const auto renumber = [&](int begin, int end, std::vector<int> &count) {
+            for (int j = begin; j < end; ++j) {
+                int &id = toIds[std::size_t(j)];
+                id = id < 0 ? fromIds[std::size_t(-1 - id)] : global[std::size_t(id)];
+                ++count[std::size_t(id)];
+            }
+        };
+        both([&] { renumber(0, n_to / 2, toCount); }, [&] { renumber(n_to / 2, n_to, secondHalf); });
+        for (std::size_t k = 0; k < toCount.size(); ++k)
+            toCount[k] += secondHalf[k];
+    }
+    const auto fromKey = [&](int i) { return std::size_t(fromIds[std::size_t(i)]); };
+    const auto toKey = [&](int j) { return std::size_t(toIds[std::size_t(j)]); };
+
+    int p = 0;
+    while (p < n_from && p < n_to && fromKey(p) == toKey(p)) {
+        from_changed[std::size_t(p)] = 0;
+        to_changed[std::size_t(p)] = 0;
+        ++p;
+    }
+    int s = 0;
+    for (int i = n_from - 1, j = n_to - 1; i > p && j > p && fromKey(i) == toKey(j); --i, --j) {
+        from_changed[std::size_t(i)] = 0;
+        to_changed[std::size_t(j)] = 0;
+        ++s;
+    }
+    const int fromEnd = n_from - s;
+    const int toEnd = n_to - s;
+
+    // Occurrences in each middle: in the whole side, less those in the prefix and the suffix.
+    std::vector<int> fromCount = std::move(fromKeys.counts);
+    fromCount.resize(std::size_t(keyCount), 0);
+    for (int i = 0; i < p; ++i) {
+        --fromCount[fromKey(i)];
+        --toCount[toKey(i)];
+    }
+    for (int i = fromEnd, j = toEnd; i < n_from; ++i, ++j) {
+        --fromCount[fromKey(i)];
+        --toCount[toKey(j)];
+    }
+    std::vector<int> matched(static_cast<std::size_t>(keyCount));
+    for (std::size_t k = 0; k < matched.size(); ++k)
+        matched[k] = std::min(fromCount[k], toCount[k]);
+
+    // Each side: its tokens' flags and common tokens, and its table's entries. The key of an
+    // entry is the string's first occurrence; the string's number gives its hash and length, and
+    // the count left on the from side.
+    struct Entry
+    {
+        Dict::hashed_key key;
+        int count;
+    };
+    std::vector<Entry> fromEntries;
+    std::vector<Entry> toEntries;
+    const auto entry = [&](std::size_t k, const char *text, int count) {
+        Dict::hashed_key key = fromKeys.keys[k]; // a matched string is on both sides
+        key.text = text;
+        return Entry {key, count};
+    };
+    both(
+        [&] {
+            std::vector<int> seen(std::size_t(keyCount), 0);
+            int common = 0;
+            for (int i = p; i < fromEnd; ++i) {
+                const std::size_t k = fromKey(i);
+                const int before = seen[k]++;
+                if (before == 0)
+                    fromEntries.push_back(entry(k, from[i], fromCount[k] - matched[k]));
+                const bool kept = before < matched[k];
+                if (kept)
+                    from_common[std::size_t(common++)] = from[i];
+                from_changed[std::size_t(i)] = kept ? 0 : 1;
+            }
+            n_from_common = common;
+        },
+        [&] {
+            std::vector<int> seen(std::size_t(keyCount), 0);
+            int common = 0;
+            for (int j = p; j < toEnd; ++j) {
+                const std::size_t k = toKey(j);
+                const int before = seen[k]++;
+                const bool kept = before < matched[k];
+                if (kept) {
+                    if (before == 0)
+                        toEntries.push_back(entry(k, to[j], 0));
+                    to_common[std::size_t(common++)] = to[j];
+                }
+                to_changed[std::size_t(j)] = kept ? 0 : 1;
+            }
+            n_to_common = common;
+        });
+
+    // The numberings are done with: their memory can serve the tables.
+    fromIds.reset();
+    toIds.reset();
+    fromKeys = KeyIndex();
+    toKeys = KeyIndex();
+    const auto fill = [](Dict &dict, const std::vector<Entry> &entries) {
+        dict.reserve_entries(entries.size());
+        for (const Entry &e : entries)
+            dict.append_entry(e.key, 1, e.count);
+    };
+    both([&] { fill(*from_dict, fromEntries); }, [&] { fill(*to_dict, toEntries); });
+}
+
+// Step through the flags in runs. Unchanged tokens pair up by position in their unchanged
+// sequences, not by content. Each pass gives at most one copy run, then at most one change,
+// delete or add.
+template<typename Emit>
+void DiffEngine::runs(Emit &&emit) const
+{
+    const unsigned char *fromFlags = from_changed.data();
+    const unsigned char *toFlags = to_changed.data();
     int i = 0;
     int j = 0;
     while (i < n_from || j < n_to) {
-        run.clear();
-        deleted.clear();
-        added.clear();
-        while (i < n_from && j < n_to && from_changed[std::size_t(i)] == 0 && to_changed[std::size_t(j)] == 0) {
-            run.push_back(from[i]);
-            ++i;
-            ++j;
+        const int copyFrom = i;
+        const int copyTo = j;
+        // Eight flags of each side at a time while both have that many left: the flags are 0 or 1,
+        // so the lowest set byte of the two words or'ed is the first token that ends the run.
+        bool ended = false;
+        while (std::endian::native == std::endian::little && n_from - i >= 8 && n_to - j >= 8) {
+            std::uint64_t a, b;
+            std::memcpy(&a, fromFlags + i, 8);
+            std::memcpy(&b, toFlags + j, 8);
+            if (const std::uint64_t either = a | b) {
+                const int k = std::countr_zero(either) / 8;
+                i += k;
+                j += k;
+                ended = true;
+                break;
+            }
+            i += 8;
+            j += 8;
         }
-        if (!run.empty())
-            emit(DiffOperation(&run, &run, DiffOpCopy));
-        while (i < n_from && from_changed[std::size_t(i)] == 1)
-            deleted.push_back(from[i++]);
-        while (j < n_to && to_changed[std::size_t(j)] == 1)
-            added.push_back(to[j++]);
-        if (!deleted.empty() && !added.empty())
-            emit(DiffOperation(&deleted, &added, DiffOpChange));
-        else if (!deleted.empty())
-            emit(DiffOperation(&deleted, nullptr, DiffOpDelete));
-        else if (!added.empty())
-            emit(DiffOperation(nullptr, &added, DiffOpAdd));
+        if (!ended) {
+            while (i < n_from && j < n_to && fromFlags[i] == 0 && toFlags[j] == 0) {
+                ++i;
+                ++j;
+            }
+        }
+        if (i > copyFrom)
+            emit(DiffRun {DiffOpCopy, copyFrom, i, copyTo, j});
+        const int deleted = i;
+        while (i < n_from && fromFlags[i] == 1)
+            ++i;
+        const int added = j;
+        while (j < n_to && toFlags[j] == 1)
+            ++j;
+        if (i > deleted && j > added)
+            emit(DiffRun {DiffOpChange, deleted, i, added, j});
+        else if (i > deleted)
+            emit(DiffRun {DiffOpDelete, deleted, i, added, added});
+        else if (j > added)
+            emit(DiffRun {DiffOpAdd, deleted, deleted, added, j});
     }
 }

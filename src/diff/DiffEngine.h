@@ -37,6 +37,21 @@ public:
 };
 
 /**
+ * A run of a diff by token positions: what a DiffOperation holds, without copying its tokens.
+ * from[from_begin, from_end) are the run's from-tokens and to[to_begin, to_end) its to-tokens. A
+ * copy run's operation holds its from-tokens on both sides; its to positions are those of the
+ * to-tokens paired with them, which need not be equal strings.
+ */
+struct DiffRun
+{
+    DiffOpType type;
+    int from_begin;
+    int from_end;
+    int to_begin;
+    int to_end;
+};
+
+/**
  * Compares a "from" and a "to" sequence of C strings and lists the runs kept, changed, deleted
  * and added.
  *
@@ -90,6 +105,9 @@ public:
      */
     void diff(const std::function<void(DiffOperation &&)> &emit);
 
+    /** The same comparison as diff(), listing the runs by position instead of copying their tokens. */
+    std::vector<DiffRun> diff_runs();
+
     std::vector<unsigned char> from_changed; ///< per from-token: 1 changed, 0 unchanged
     std::vector<unsigned char> to_changed; ///< per to-token: 1 changed, 0 unchanged
     std::unique_ptr<Dict> from_dict; ///< occurrences of the from-side middle tokens
@@ -102,4 +120,10 @@ public:
     const char *const *to = nullptr; ///< the to tokens, borrowed
     int n_from = 0; ///< number of from tokens
     int n_to = 0; ///< number of to tokens
+
+private:
+    void match();
+    void match_fresh();
+    template<typename Emit>
+    void runs(Emit &&emit) const;
 };

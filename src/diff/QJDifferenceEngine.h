@@ -3,11 +3,13 @@
 
 #include "qjkitcore_export.h"
 
+#include <QByteArray>
 #include <QList>
 #include <QMetaType>
 #include <QString>
 
 #include <memory>
+#include <span>
 
 class DiffEngine;
 class DiffOperation;
@@ -43,6 +45,7 @@ public:
     /** @return the new side's tokens joined with single blanks (the old side's for an unchanged run). */
     QString newValue() const { return _newValue; }
 
+    /** @return whether both runs have the same type and texts. */
     friend bool operator==(const DiffObject &, const DiffObject &) = default;
 
 private:
@@ -52,6 +55,40 @@ private:
 };
 
 Q_DECLARE_METATYPE(DiffObject)
+
+/**
+ * A run of a comparison as QJDifferenceEngine::computeRuns() lists it: what a DiffObject holds,
+ * without building its strings. The tokens are the engine's, valid until that side's text is set
+ * again or the engine is gone; a long comparison can so be written out run by run, in UTF-8.
+ */
+class QJKITCORE_EXPORT QJDiffRun
+{
+public:
+    /** @return the DiffOpType value of the run, as DiffObject::type(). */
+    int type() const { return _type; }
+    /** @return the tokens of the old value. */
+    std::span<const char *const> oldTokens() const { return _old; }
+    /** @return the tokens of the new value (for an unchanged run, the old side's again). */
+    std::span<const char *const> newTokens() const { return _new; }
+    /** @return whether the new value is the old value's text (an unchanged run). */
+    bool sameValues() const { return _old.data() == _new.data() && _old.size() == _new.size(); }
+
+    /** Appends DiffObject::oldValue() of the run, in UTF-8, to @p out. */
+    void appendOldValue(QByteArray &out) const { appendJoined(out, _old); }
+    /** Appends DiffObject::newValue() of the run, in UTF-8, to @p out. */
+    void appendNewValue(QByteArray &out) const { appendJoined(out, _new); }
+
+private:
+    friend class QJDifferenceEngine;
+    QJDiffRun(int type, std::span<const char *const> oldTokens, std::span<const char *const> newTokens)
+        : _old(oldTokens), _new(newTokens), _type(type)
+    { }
+    static void appendJoined(QByteArray &out, std::span<const char *const> tokens);
+
+    std::span<const char *const> _old;
+    std::span<const char *const> _new;
+    int _type;
+};
 
 /**
  * Compares an old and a new text as word, line or punctuated-word tokens, lists the runs kept,
@@ -91,14 +128,34 @@ public:
     /** Sets how texts given from now on are split; texts already given keep their tokens. */
     void setComparisonType(int type) { _comparisonType = type; }
 
-    /** @return the new text. */
-    QString newString() const { return _newString; }
+    /**
+     * @return the new text. A text given in UTF-8 is decoded on the first call, so concurrent calls
+     * on one engine must not race with it.
+     */
+    QString newString() const;
     /** Keeps @p text as the new text and splits it with the current comparison type. */
     void setNewString(const QString &text);
-    /** @return the old text. */
-    QString oldString() const { return _oldString; }
+    /** @return the old text (decoded on the first call, as newString()). */
+    QString oldString() const;
     /** Keeps @p text as the old text and splits it with the current comparison type. */
     void setOldString(const QString &text);
+
+    /**
+     * The same as setNewString(QString::fromUtf8(utf8)), but valid UTF-8 is split from its bytes
+     * and decoded only when newString() asks for it: @p utf8 is kept (implicitly shared; raw data
+     * must stay valid as long as the engine).
+     * @return false when @p utf8 is not valid UTF-8; it is then decoded at once, invalid
+     * sequences replaced, and split as setNewString() would.
+     */
+    bool setNewUtf8(const QByteArray &utf8);
+    /** The same as setNewUtf8() for the old text. */
+    bool setOldUtf8(const QByteArray &utf8);
+    /**
+     * setOldUtf8(@p oldUtf8) and setNewUtf8(@p newUtf8), the two texts split side by side on two
+     * threads when they are long.
+     * @return whether both were valid UTF-8.
+     */
+    bool setUtf8Strings(const QByteArray &oldUtf8, const QByteArray &newUtf8);
 
     /** Computes the match value only; differences() keeps what it held. */
     void computeMatchValueOnly();
@@ -113,6 +170,13 @@ public:
     void computeDifferencesDetailled(bool detailed);
 
     /**
+     * Compares the texts as computeDifferences() does, but lists the runs without building their
+     * strings (see QJDiffRun), for writing out long comparisons. The match value is recomputed;
+     * differences() keeps what it held.
+     */
+    QList<QJDiffRun> computeRuns();
+
+    /**
      * @return the runs of the last detailed computation (an empty list before the first one).
      * The list is implicitly shared: returning it copies nothing.
      */
@@ -125,8 +189,13 @@ private:
     QList<DiffObject> _differences;
     std::unique_ptr<DiffEngine> engine;
     float _matchValue = 0;
-    QString _newString;
-    QString _oldString;
+    // A text given in UTF-8 is kept in that form until its string is asked for.
+    mutable QString _newString;
+    mutable QString _oldString;
+    mutable QByteArray _newUtf8;
+    mutable QByteArray _oldUtf8;
+    mutable bool _newPending = false;
+    mutable bool _oldPending = false;
     std::unique_ptr<QJDiffTokens> _oldobj;
     std::unique_ptr<QJDiffTokens> _newobj;
     unsigned int _noldobj = 0;

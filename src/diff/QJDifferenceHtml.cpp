@@ -5,32 +5,110 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+// The markup of a run: an unchanged or deleted run shows its old text, an added run its new text,
+// a change both, each between its tags.
+struct Markup
+{
+    bool showsOld;
+    const char *oldOpen;
+    const char *oldClose;
+    bool showsNew;
+    const char *newOpen;
+    const char *newClose;
+};
+
+Markup markup(int type)
+{
+    switch (type) {
+    case DiffOpChange:
+        return {true, "<del class=\"qj-changed\">", "</del>", true, "<ins class=\"qj-changed\">", "</ins>"};
+    case DiffOpDelete:
+        return {true, "<del class=\"qj-deleted\">", "</del>", false, nullptr, nullptr};
+    case DiffOpAdd:
+        return {false, nullptr, nullptr, true, "<ins class=\"qj-added\">", "</ins>"};
+    default:
+        return {true, "<span class=\"qj-same\">", "</span>", false, nullptr, nullptr};
+    }
+}
+
+constexpr char fragmentOpen[] = "<div class=\"qj-diff\">";
+constexpr char fragmentClose[] = "</div>";
+
+// Appends @p text escaped as QString::toHtmlEscaped() escapes it.
+void appendEscaped(QByteArray &out, QByteArrayView text)
+{
+    const char *p = text.data();
+    const char *end = p + text.size();
+    while (p < end) {
+        const char *plain = p;
+        while (p < end && *p != '<' && *p != '>' && *p != '&' && *p != '"')
+            ++p;
+        out.append(plain, p - plain);
+        if (p == end)
+            break;
+        switch (*p++) {
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '&':
+            out += "&amp;";
+            break;
+        default:
+            out += "&quot;";
+            break;
+        }
+    }
+}
+} // namespace
+
 QString QJDifferenceHtml::htmlFragment(const QList<DiffObject> &differences)
 {
-    QString html = u"<div class=\"qj-diff\">"_s;
+    QString html = QLatin1StringView(fragmentOpen);
     bool first = true;
     for (const DiffObject &d : differences) {
         if (!first)
             html += u' ';
         first = false;
-        const QString oldText = d.oldValue().toHtmlEscaped();
-        const QString newText = d.newValue().toHtmlEscaped();
-        switch (d.type()) {
-        case DiffOpChange:
-            html += u"<del class=\"qj-changed\">"_s + oldText + u"</del><ins class=\"qj-changed\">"_s + newText
-                + u"</ins>"_s;
-            break;
-        case DiffOpDelete:
-            html += u"<del class=\"qj-deleted\">"_s + oldText + u"</del>"_s;
-            break;
-        case DiffOpAdd:
-            html += u"<ins class=\"qj-added\">"_s + newText + u"</ins>"_s;
-            break;
-        default:
-            html += u"<span class=\"qj-same\">"_s + oldText + u"</span>"_s;
-            break;
+        const Markup m = markup(d.type());
+        if (m.showsOld)
+            html += QLatin1StringView(m.oldOpen) + d.oldValue().toHtmlEscaped() + QLatin1StringView(m.oldClose);
+        if (m.showsNew)
+            html += QLatin1StringView(m.newOpen) + d.newValue().toHtmlEscaped() + QLatin1StringView(m.newClose);
+    }
+    html += QLatin1StringView(fragmentClose);
+    return html;
+}
+
+QByteArray QJDifferenceHtml::htmlFragment(const QList<QJDiffRun> &runs)
+{
+    QByteArray html = fragmentOpen;
+    QByteArray text;
+    bool first = true;
+    for (const QJDiffRun &run : runs) {
+        if (!first)
+            html += ' ';
+        first = false;
+        const Markup m = markup(run.type());
+        if (m.showsOld) {
+            text.truncate(0);
+            run.appendOldValue(text);
+            html += m.oldOpen;
+            appendEscaped(html, text);
+            html += m.oldClose;
+        }
+        if (m.showsNew) {
+            text.truncate(0);
+            run.appendNewValue(text);
+            html += m.newOpen;
+            appendEscaped(html, text);
+            html += m.newClose;
         }
     }
-    html += u"</div>"_s;
+    html += fragmentClose;
     return html;
 }

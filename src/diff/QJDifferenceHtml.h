@@ -4,6 +4,7 @@
 #include "QJDifferenceEngine.h"
 #include "qjkitcore_export.h"
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 
@@ -22,4 +23,10 @@ namespace QJDifferenceHtml
  * @endcode
  */
 QJKITCORE_EXPORT QString htmlFragment(const QList<DiffObject> &differences);
+
+/**
+ * The same fragment for runs listed by QJDifferenceEngine::computeRuns(), in UTF-8: what
+ * htmlFragment() gives for the DiffObjects of those runs, without building their strings.
+ */
+QJKITCORE_EXPORT QByteArray htmlFragment(const QList<QJDiffRun> &runs);
 } // namespace QJDifferenceHtml

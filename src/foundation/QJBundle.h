@@ -76,6 +76,7 @@ public:
     /** @return the user's languages from QLocale::uiLanguages(), each also without its region, then "en". */
     static QStringList preferredLanguages();
 
+    /** @return whether both are the very same bundle. */
     bool operator==(const QJBundle &other) const { return d == other.d; }
 
 private:

@@ -26,7 +26,9 @@ public:
 
     /** Makes an empty regular file. */
     QJFileWrapper();
+    /** Shares @p other's node (implicit sharing: it is copied when one of them changes). */
     QJFileWrapper(const QJFileWrapper &other);
+    /** Shares @p other's node. */
     QJFileWrapper &operator=(const QJFileWrapper &other);
     ~QJFileWrapper();
 
@@ -42,9 +44,13 @@ public:
      */
     static QJFileWrapper fromPath(const QString &path, bool *ok = nullptr);
 
+    /** @return the kind of node. */
     Kind kind() const;
+    /** @return whether the node is a regular file. */
     bool isRegularFile() const { return kind() == RegularFile; }
+    /** @return whether the node is a directory. */
     bool isDirectory() const { return kind() == Directory; }
+    /** @return whether the node is a symbolic link. */
     bool isSymbolicLink() const { return kind() == SymbolicLink; }
 
     /** @return a regular file's bytes (empty for other kinds). */
@@ -58,6 +64,7 @@ public:
     /** @return a symbolic link's destination (empty for other kinds). */
     QString symbolicLinkDestination() const;
 
+    /** @return whether both nodes are of the same kind with equal contents, children or destination. */
     bool operator==(const QJFileWrapper &other) const;
 
 private:

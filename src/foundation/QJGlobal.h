@@ -18,14 +18,15 @@ inline constexpr quint32 QJNotFound = 0x7FFFFFFF;
  */
 struct QJRange
 {
-    quint32 location = 0;
-    quint32 length = 0;
+    quint32 location = 0; ///< the index of the first unit
+    quint32 length = 0; ///< the number of units
 
     /** @return the index just past the range, location + length, computed without overflow. */
     constexpr quint64 end() const noexcept { return quint64(location) + length; }
     /** @return whether @p index lies inside the range. */
     constexpr bool contains(quint64 index) const noexcept { return index >= location && index < end(); }
 
+    /** @return whether both ranges have the same location and length. */
     friend constexpr bool operator==(QJRange, QJRange) = default;
 };
 

@@ -16,9 +16,9 @@ class QJNotificationCenterPrivate;
 /** A posted notification: its name, the object that posted it (or nullptr) and extra information. */
 struct QJNotification
 {
-    QString name;
-    QObject *object = nullptr;
-    QJDictionary userInfo {QJMutability::Immutable};
+    QString name; ///< what happened, e.g. "QJApplicationBootFinished"
+    QObject *object = nullptr; ///< the object that posted it, or nullptr
+    QJDictionary userInfo {QJMutability::Immutable}; ///< extra information; empty when there is none
 };
 
 /**
@@ -33,11 +33,13 @@ struct QJNotification
 class QJKITCORE_EXPORT QJNotificationCenter
 {
 public:
+    /** Receives a notification. */
     using Callback = std::function<void(const QJNotification &)>;
 
     /** @return the process-wide centre. */
     static QJNotificationCenter *defaultCenter();
 
+    /** Makes a centre of its own, with no observers; most code uses defaultCenter(). */
     QJNotificationCenter();
     ~QJNotificationCenter();
     Q_DISABLE_COPY_MOVE(QJNotificationCenter)

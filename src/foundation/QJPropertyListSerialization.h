@@ -11,8 +11,8 @@
  * Reads and writes property lists.
  *
  * Writing produces the XML format, version 1.0: the XML header and DOCTYPE, one tab per level,
- * dictionary keys sorted by code point, <true/> and <false/>, base64 <data> wrapped to the line
- * width of its level, and <date> in ISO 8601 UTC with whole seconds.
+ * dictionary keys sorted by code point, `<true/>` and `<false/>`, base64 `<data>` wrapped to the line
+ * width of its level, and `<date>` in ISO 8601 UTC with whole seconds.
  *
  * Reading accepts the XML format, the binary format ("bplist00") and the old-style text format
  * (`{ key = value; }`, `( a, b )`, `<0a1b>`). Readers are bounded: nesting deeper than

@@ -1076,7 +1076,7 @@ qsizetype QJDictionary::count() const noexcept
 }
 bool QJDictionary::contains(const QString &key) const
 {
-    return d->index.contains(key);
+    return d->indexOf(key) >= 0;
 }
 
 QJValue QJDictionary::objectForKey(const QString &key) const
@@ -1120,12 +1120,10 @@ void QJDictionary::setObject(const QJValue &value, const QString &key)
         return;
     }
     const qsizetype i = d->indexOf(key);
-    if (i >= 0) {
+    if (i >= 0)
         d->entries[i].second = value;
-    } else {
-        d->index.insert(key, d->entries.size());
-        d->entries.append({key, value});
-    }
+    else
+        d->append(key, value);
 }
 
 void QJDictionary::removeObjectForKey(const QString &key)
@@ -1134,10 +1132,7 @@ void QJDictionary::removeObjectForKey(const QString &key)
     const qsizetype i = d->indexOf(key);
     if (i < 0)
         return;
-    d->entries.removeAt(i);
-    d->index.remove(key);
-    for (qsizetype j = i; j < d->entries.size(); ++j)
-        d->index[d->entries.at(j).first] = j;
+    d->removeAt(i);
 }
 
 void QJDictionary::removeAllObjects()

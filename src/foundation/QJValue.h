@@ -115,16 +115,25 @@ public:
 
     /** @return the kind of value held. */
     Type type() const noexcept;
+    /** @return whether the value holds nothing. */
     bool isNone() const noexcept { return type() == None; }
+    /** @return whether the value is a string. */
     bool isString() const noexcept { return type() == String; }
+    /** @return whether the value is an integer. */
     bool isInteger() const noexcept { return type() == Integer; }
+    /** @return whether the value is a real number. */
     bool isReal() const noexcept { return type() == Real; }
+    /** @return whether the value is a boolean. */
     bool isBool() const noexcept { return type() == Boolean; }
     /** @return whether the value is a number: an integer, a real or a boolean. */
     bool isNumber() const noexcept;
+    /** @return whether the value is a date. */
     bool isDate() const noexcept { return type() == Date; }
+    /** @return whether the value is data. */
     bool isData() const noexcept { return type() == Data; }
+    /** @return whether the value is an array. */
     bool isArray() const noexcept { return type() == Array; }
+    /** @return whether the value is a dictionary. */
     bool isDictionary() const noexcept { return type() == Dictionary; }
     /** @return whether the value is an object leaf (a QVariant of another type, or a QObject node). */
     bool isObject() const noexcept { return type() == Object; }
@@ -167,6 +176,7 @@ public:
      * each pair once.
      */
     bool isEqual(const QJValue &other) const;
+    /** @return @p a.isEqual(@p b). */
     friend bool operator==(const QJValue &a, const QJValue &b) { return a.isEqual(b); }
 
     /**
@@ -209,6 +219,7 @@ Q_DECLARE_METATYPE(QJValue)
 class QJKITCORE_EXPORT QJArray
 {
 public:
+    /** Iterates over the elements in order. */
     using const_iterator = QList<QJValue>::const_iterator;
 
     /** Makes a new, empty, mutable array. */
@@ -224,11 +235,14 @@ public:
 
     /** @return whether the array can change (asked of the container, not of the handle). */
     bool isMutable() const noexcept;
+    /** @return the number of elements. */
     qsizetype count() const noexcept;
+    /** @return whether the array has no element. */
     bool isEmpty() const noexcept { return count() == 0; }
 
     /** @return the element at @p index; throws std::out_of_range beyond the end. */
     const QJValue &at(qsizetype index) const;
+    /** @return at(@p index). */
     const QJValue &operator[](qsizetype index) const { return at(index); }
     /** @return the first element, or none when empty. */
     QJValue first() const;
@@ -242,7 +256,9 @@ public:
     bool containsObject(const QJValue &value) const { return indexOfObject(value) != QJNotFound; }
     /** @return the elements as a list. */
     QList<QJValue> toList() const;
+    /** @return an iterator at the first element. */
     const_iterator begin() const noexcept;
+    /** @return an iterator past the last element. */
     const_iterator end() const noexcept;
 
     /** Appends @p value. */
@@ -271,6 +287,7 @@ public:
     bool isSameObject(const QJArray &other) const noexcept { return d == other.d; }
     /** @return whether both arrays hold equal elements in the same order. */
     bool isEqual(const QJArray &other) const;
+    /** @return @p a.isEqual(@p b). */
     friend bool operator==(const QJArray &a, const QJArray &b) { return a.isEqual(b); }
 
     /** @return the platform-style description, see QJValue::description(). */
@@ -306,7 +323,9 @@ enum class QJChange { WillChange, DidChange };
 class QJKITCORE_EXPORT QJDictionary
 {
 public:
+    /** One key and its value. */
     using Entry = std::pair<QString, QJValue>;
+    /** Iterates over the entries in insertion order. */
     using const_iterator = QList<Entry>::const_iterator;
     /** Receives a change notice for @p key. */
     using ChangeObserver = std::function<void(const QString &key, QJChange phase)>;
@@ -322,7 +341,9 @@ public:
 
     /** @return whether the dictionary can change (asked of the container, not of the handle). */
     bool isMutable() const noexcept;
+    /** @return the number of entries. */
     qsizetype count() const noexcept;
+    /** @return whether the dictionary has no entry. */
     bool isEmpty() const noexcept { return count() == 0; }
     /** @return whether @p key is present. */
     bool contains(const QString &key) const;
@@ -334,8 +355,9 @@ public:
     QStringList allKeys() const;
     /** @return the values in the order of allKeys(). */
     QList<QJValue> allValues() const;
-    /** Iterates over (key, value) entries in insertion order. */
+    /** @return an iterator at the first (key, value) entry; entries come in insertion order. */
     const_iterator begin() const noexcept;
+    /** @return an iterator past the last entry. */
     const_iterator end() const noexcept;
 
     /** Sets @p value for @p key (a new key goes last; none removes the key). */
@@ -358,6 +380,7 @@ public:
     bool isSameObject(const QJDictionary &other) const noexcept { return d == other.d; }
     /** @return whether both dictionaries hold the same keys with equal values, in any order. */
     bool isEqual(const QJDictionary &other) const;
+    /** @return @p a.isEqual(@p b). */
     friend bool operator==(const QJDictionary &a, const QJDictionary &b) { return a.isEqual(b); }
 
     /**
@@ -392,6 +415,9 @@ private:
 
 Q_DECLARE_METATYPE(QJDictionary)
 
+/** Writes @p value to @p debug as "QJValue(" + its description() + ")". */
 QJKITCORE_EXPORT QDebug operator<<(QDebug debug, const QJValue &value);
+/** Writes @p array to @p debug as "QJArray(" + its description() + ")". */
 QJKITCORE_EXPORT QDebug operator<<(QDebug debug, const QJArray &array);
+/** Writes @p dictionary to @p debug as "QJDictionary(" + its description() + ")". */
 QJKITCORE_EXPORT QDebug operator<<(QDebug debug, const QJDictionary &dictionary);

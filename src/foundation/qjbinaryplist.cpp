@@ -4,7 +4,6 @@
 #include "qjvalue_p.h"
 
 #include <QHash>
-#include <QSet>
 #include <QTimeZone>
 
 #include <cmath>
@@ -22,8 +21,13 @@ constexpr qint64 TrailerSize = 32;
 constexpr qint64 HeaderSize = 8;
 constexpr qint64 ReferenceDate = 978307200; // 2001-01-01T00:00:00Z in seconds since 1970
 
-class BinaryReader
+// What is known of each container object: whether it is being read (a reference to it then is a
+// cycle) and, when reading immutably, the value already read (a graph may share a container) with
+// the number of objects it holds. A table by object number while the count is moderate, a hash
+// beyond that, so that the memory stays bounded by what is actually read.
+class ContainerTable
 {
+public:
     // A container read once and shared, with the number of objects it holds, itself included.
     struct Shared
     {
@@ -31,6 +35,60 @@ class BinaryReader
         qint64 weight;
     };
 
+    void reset(quint64 objectCount, bool keepValues)
+    {
+        m_keepValues = keepValues;
+        if (objectCount <= DenseLimit)
+            m_dense.assign(std::size_t(objectCount), Unseen);
+    }
+
+    const Shared *done(quint64 ref) const
+    {
+        const qint32 state = stateOf(ref);
+        return state >= 0 ? &m_values[std::size_t(state)] : nullptr;
+    }
+    bool isOpen(quint64 ref) const { return stateOf(ref) == Open; }
+    void open(quint64 ref) { setState(ref, Open); }
+    // Marks @p ref read; @p value, of @p weight objects, is kept for later references when values are kept.
+    void close(quint64 ref, const QJValue &value, qint64 weight)
+    {
+        if (!m_keepValues || value.isNone()) {
+            setState(ref, Unseen);
+            return;
+        }
+        m_values.push_back({value, weight});
+        setState(ref, qint32(m_values.size() - 1));
+    }
+
+private:
+    static constexpr quint64 DenseLimit = quint64(1) << 24;
+    static constexpr qint32 Unseen = -1;
+    static constexpr qint32 Open = -2;
+
+    qint32 stateOf(quint64 ref) const
+    {
+        if (!m_dense.empty())
+            return m_dense[std::size_t(ref)];
+        return m_sparse.value(ref, Unseen);
+    }
+    void setState(quint64 ref, qint32 state)
+    {
+        if (!m_dense.empty())
+            m_dense[std::size_t(ref)] = state;
+        else if (state == Unseen)
+            m_sparse.remove(ref);
+        else
+            m_sparse.insert(ref, state);
+    }
+
+    std::vector<qint32> m_dense;
+    QHash<quint64, qint32> m_sparse;
+    std::vector<Shared> m_values;
+    bool m_keepValues = false;
+};
+
+class BinaryReader
+{
 public:
     BinaryReader(const QByteArray &data, QJMutability mutability)
         : m_data(reinterpret_cast<const uchar *>(data.constData())), m_size(data.size()), m_mutability(mutability)
@@ -85,6 +143,7 @@ private:
         // A graph may share objects; unshared, it cannot hold more references than it has bytes.
         // Shared containers are charged in full each time they are referenced, see reuse().
         m_budget = std::max<qint64>(qint64(1) << 20, 2 * m_size);
+        m_containers.reset(m_objectCount, m_mutability == QJMutability::Immutable);
         return readObject(top, 0);
     }
 
@@ -232,7 +291,7 @@ private:
     // A shared container costs what it would cost unshared: whoever walks the result (a writer,
     // description(), isEqual()) visits it once per reference, so a small file that references
     // one container twice on each of many levels would otherwise expand without bound.
-    QJValue reuse(const Shared &shared)
+    QJValue reuse(const ContainerTable::Shared &shared)
     {
         m_budget -= shared.weight - 1;
         if (m_budget < 0)
@@ -240,28 +299,25 @@ private:
         return shared.value;
     }
 
-    // Guards against cycles and nesting, then reads the references of a container.
+    // Guards against cycles and nesting before a container's elements are read.
     bool enter(quint64 ref, int depth)
     {
         if (depth >= QJPropertyListSerialization::MaximumDepth) {
             fail(u"the property list nests deeper than %1 levels"_s.arg(QJPropertyListSerialization::MaximumDepth));
             return false;
         }
-        if (m_open.contains(ref)) {
+        if (m_containers.isOpen(ref)) {
             fail(u"the property list contains itself"_s);
             return false;
         }
-        m_open.insert(ref);
+        m_containers.open(ref);
         return true;
     }
 
     QJValue readArray(quint64 ref, qint64 offset, int depth)
     {
-        if (m_mutability == QJMutability::Immutable) {
-            // Immutable containers may be shared: a graph that references one twice reads it once.
-            if (const auto it = m_shared.constFind(ref); it != m_shared.cend())
-                return reuse(*it);
-        }
+        if (const auto *read = m_containers.done(ref))
+            return reuse(*read); // immutable containers are shared: a graph that references one twice reads it once
         const qint64 budgetBefore = m_budget + 1; // this object's own unit is already taken
         qint64 at = offset;
         quint64 count = 0;
@@ -275,21 +331,17 @@ private:
         values.reserve(qsizetype(count));
         for (quint64 i = 0; i < count && !m_failed; ++i)
             values.append(readObject(readUnsigned(at + qint64(i) * m_refSize, m_refSize), depth + 1));
-        m_open.remove(ref);
         if (m_failed)
             return QJValue();
-        QJArray array = QJValuePrivate::makeArray(std::move(values), m_mutability);
-        if (m_mutability == QJMutability::Immutable)
-            m_shared.insert(ref, {array, budgetBefore - m_budget});
+        const QJValue array = QJValuePrivate::makeArray(std::move(values), m_mutability);
+        m_containers.close(ref, array, budgetBefore - m_budget);
         return array;
     }
 
     QJValue readDictionary(quint64 ref, qint64 offset, int depth)
     {
-        if (m_mutability == QJMutability::Immutable) {
-            if (const auto it = m_shared.constFind(ref); it != m_shared.cend())
-                return reuse(*it);
-        }
+        if (const auto *read = m_containers.done(ref))
+            return reuse(*read);
         const qint64 budgetBefore = m_budget + 1;
         qint64 at = offset;
         quint64 count = 0;
@@ -313,12 +365,10 @@ private:
             if (!m_failed)
                 dict.setObject(value, key.toString());
         }
-        m_open.remove(ref);
         if (m_failed)
             return QJValue();
         QJValuePrivate::setMutability(dict, m_mutability);
-        if (m_mutability == QJMutability::Immutable)
-            m_shared.insert(ref, {dict, budgetBefore - m_budget});
+        m_containers.close(ref, dict, budgetBefore - m_budget);
         return dict;
     }
 
@@ -330,8 +380,7 @@ private:
     quint64 m_objectCount = 0;
     quint64 m_tableOffset = 0;
     qint64 m_budget = 0;
-    QSet<quint64> m_open;
-    QHash<quint64, Shared> m_shared;
+    ContainerTable m_containers;
     QString m_error;
     bool m_failed = false;
 };

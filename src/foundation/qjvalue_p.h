@@ -34,10 +34,50 @@ public:
     QJDictionaryData &operator=(const QJDictionaryData &) = delete;
     ~QJDictionaryData();
 
-    qsizetype indexOf(const QString &key) const { return index.value(key, -1); }
+    // Small dictionaries, the common case in property lists, are searched in place; from
+    // IndexedCount entries on, a hash index beside the entries finds a key in constant time.
+    static constexpr qsizetype IndexedCount = 12;
+
+    qsizetype indexOf(const QString &key) const
+    {
+        if (!index.isEmpty())
+            return index.value(key, -1);
+        for (qsizetype i = 0; i < entries.size(); ++i) {
+            if (entries.at(i).first == key)
+                return i;
+        }
+        return -1;
+    }
+
+    void append(const QString &key, const QJValue &value)
+    {
+        entries.append({key, value});
+        if (!index.isEmpty())
+            index.insert(key, entries.size() - 1);
+        else if (entries.size() >= IndexedCount)
+            rebuildIndex(0);
+    }
+
+    void removeAt(qsizetype i)
+    {
+        if (!index.isEmpty())
+            index.remove(entries.at(i).first);
+        entries.removeAt(i);
+        if (entries.size() < IndexedCount)
+            index.clear();
+        else
+            rebuildIndex(i);
+    }
+
+    // Indexes the entries from position @p from on.
+    void rebuildIndex(qsizetype from)
+    {
+        for (qsizetype j = from; j < entries.size(); ++j)
+            index.insert(entries.at(j).first, j);
+    }
 
     QList<QJDictionary::Entry> entries;
-    QHash<QString, qsizetype> index; // key -> position in entries
+    QHash<QString, qsizetype> index; // key -> position in entries; empty below IndexedCount entries
     std::vector<Observer> observers;
     quint64 nextObserverId = 1;
     bool isMutable = true;

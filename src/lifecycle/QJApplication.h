@@ -28,6 +28,7 @@ class QJKITWIDGETS_EXPORT QJApplication : public QApplication
     Q_OBJECT
 
 public:
+    /** Makes the application object and the boot manager; @p argc and @p argv as for QApplication. */
     QJApplication(int &argc, char **argv);
     ~QJApplication() override;
 

@@ -20,6 +20,7 @@ class QJKITCORE_EXPORT QJCoreApplication : public QCoreApplication
     Q_OBJECT
 
 public:
+    /** Makes the application object and the boot manager; @p argc and @p argv as for QCoreApplication. */
     QJCoreApplication(int &argc, char **argv);
     ~QJCoreApplication() override;
 

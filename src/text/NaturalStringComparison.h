@@ -79,14 +79,18 @@ QJKITCORE_EXPORT int hexanumericalCompare(QStringView receiver, QStringView othe
  */
 struct NaturalOrder
 {
+    /** @return naturalCompare(@p a, @p b): -1, 0 or 1. */
     int compare(QStringView a, QStringView b) const noexcept { return naturalCompare(a, b); }
+    /** @return whether @p a orders before @p b. */
     bool operator()(QStringView a, QStringView b) const noexcept { return naturalCompare(a, b) < 0; }
 };
 
 /** The hexanumerical ordering as a comparator object, like NaturalOrder. */
 struct HexanumericalOrder
 {
+    /** @return hexanumericalCompare(@p a, @p b): -1, 0 or 1. */
     int compare(QStringView a, QStringView b) const noexcept { return hexanumericalCompare(a, b); }
+    /** @return whether @p a orders before @p b. */
     bool operator()(QStringView a, QStringView b) const noexcept { return hexanumericalCompare(a, b) < 0; }
 };
 } // namespace NaturalStringComparison

@@ -89,6 +89,7 @@ public:
     QWidget *window() const;
     /** Sets how long later() waits before it checks again, in milliseconds (default 600000, ten minutes). */
     void setLaterInterval(int milliseconds);
+    /** @return how long later() waits before it checks again, in milliseconds. */
     int laterInterval() const;
     /**
      * Sets a function that adjusts every check's QJUpdateChecker before it runs (base address,

@@ -36,18 +36,21 @@ struct QJUpdateRecord
     /** The record's text under the description key, as plain text. */
     QString description;
 
+    /** @return whether both records have the same key, version and description. */
     friend bool operator==(const QJUpdateRecord &, const QJUpdateRecord &) = default;
 };
 
 /** What a check found. */
 struct QJUpdateCheckResult
 {
+    /** How the check ended. */
     enum Status {
         NotReachable, ///< the server could not be reached; @c reason says why
         NoUpdate, ///< reachable, and no version newer than the installed build (or no readable index)
         UpdateAvailable, ///< @c records lists the newer versions
         Cancelled, ///< the check was stopped before it ended
     };
+    /** How the check ended. */
     Status status = Cancelled;
     /** The newer versions, newest first. */
     QList<QJUpdateRecord> records;
@@ -125,33 +128,42 @@ public:
 
     /** Sets the base address (default infoBaseUrl()). */
     void setBaseUrl(const QUrl &url);
+    /** @return the base address. */
     QUrl baseUrl() const;
     /** Sets the application's name (default: the main bundle's CFBundleName). */
     void setApplicationName(const QString &name);
+    /** @return the application's name. */
     QString applicationName() const;
     /** Sets the installed build (default: the main bundle's CFBundleVersion). */
     void setInstalledBuild(const QString &build);
+    /** @return the installed build. */
     QString installedBuild() const;
     /** Sets the record key of the descriptions (default localizedDescriptionKey()). */
     void setDescriptionKey(const QString &key);
+    /** @return the record key of the descriptions. */
     QString descriptionKey() const;
     /** @return the version directory asked: directoryUrl(baseUrl(), applicationName()). */
     QUrl directoryUrl() const;
 
     /** Sets the time, in milliseconds, within which every request (and the host lookup) ends (default 10000). */
     void setTimeout(int milliseconds);
+    /** @return the time limit of one request, in milliseconds. */
     int timeout() const;
     /** Sets the time, in milliseconds, within which the whole check ends (default 60000). */
     void setCheckTimeout(int milliseconds);
+    /** @return the time limit of a whole check, in milliseconds. */
     int checkTimeout() const;
     /** Sets the largest response, in bytes, that is read (default 4 MiB). */
     void setMaximumSize(qint64 bytes);
+    /** @return the largest response read, in bytes. */
     qint64 maximumSize() const;
     /** Sets how many redirects a request follows, each to the same scheme, host and port (default 5). */
     void setMaximumRedirects(int count);
+    /** @return how many redirects a request follows. */
     int maximumRedirects() const;
     /** Sets how many of the newest versions are fetched and listed (default 100). */
     void setMaximumVersions(int count);
+    /** @return how many of the newest versions are fetched and listed. */
     int maximumVersions() const;
     /** Sets the reachability test (default systemReachabilityTest(), taken when the checker is made). */
     void setReachabilityTest(ReachabilityTest test);

@@ -13,7 +13,7 @@ QJKITCORE_EXPORT extern const QString QJAutoUpdateUpdaterPathKey;
  *
  * Its path is, in this order: the one given to setPath(); the main bundle's
  * QJAutoUpdateUpdaterPath; "Updater" in the folder of the QJKit library (a build tree); and
- * "Updater" in QJKit's program folder, <prefix>/libexec/qjkit (an installation).
+ * "Updater" in QJKit's program folder, `<prefix>/libexec/qjkit` (an installation).
  */
 namespace QJUpdater
 {

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include <QJDifferenceEngine.h>
+#include <QJDifferenceHtml.h>
 #include <qjdifftokens_p.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRandomGenerator>
+#include <QStringDecoder>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -24,6 +27,20 @@ QString render(const QList<DiffObject> &differences)
     for (const DiffObject &d : differences)
         parts.append(u"%1:%2/%3"_s.arg(d.type()).arg(d.oldValue(), d.newValue()));
     return parts.join(u" | "_s);
+}
+
+// A random text: words, marks, tabs, characters of two to four UTF-8 bytes, byte order marks,
+// control characters and specials of JSON and HTML, between random separators.
+QString randomText(QRandomGenerator &rng, int pieces)
+{
+    static const QStringList words {u"a"_s, u"b"_s, u"the"_s, u"Word"_s, u"é"_s, u"café"_s, u"中文"_s, u"😀"_s, u"a😀b"_s,
+        u"\ufeff"_s, u"\ufeffa"_s, u"!"_s, u","_s, u"(x)"_s, u"end."_s, u"a\tb"_s, u"\r"_s, u"\"q\""_s, u"\\"_s,
+        u"<&>"_s, QString(QChar(1)), QString(QChar(0)), u"\u2028"_s, u"ab"_s.repeated(12)};
+    static const QStringList separators {u" "_s, u" "_s, u"\n"_s, u"  "_s, u" \n"_s, u""_s};
+    QString text;
+    for (int i = 0; i < pieces; ++i)
+        text += words.at(rng.bounded(words.size())) + separators.at(rng.bounded(separators.size()));
+    return text;
 }
 
 QList<DiffObject> compare(int type, const QString &oldText, const QString &newText, float *match = nullptr)
@@ -75,6 +92,104 @@ private Q_SLOTS:
         for (const char *t : out.tokens)
             got.append(QByteArray(t));
         QCOMPARE(got, tokens);
+    }
+
+    // The UTF-16 length of UTF-8 text, or -1 where the decoder finds an error.
+    void utf16Length_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<qsizetype>("length");
+        QTest::newRow("ASCII") << "plain text, long enough for words"_ba << qsizetype(33);
+        QTest::newRow("two, three, four bytes") << "\xc3\xa9\xe4\xb8\xad\xf0\x9f\x98\x80"_ba << qsizetype(4);
+        QTest::newRow("noncharacters") << "\xef\xbf\xbe\xef\xbf\xbf\xf4\x8f\xbf\xbf"_ba << qsizetype(4);
+        QTest::newRow("byte order mark kept") << "\xef\xbb\xbf"_ba << qsizetype(1);
+        QTest::newRow("surrogate") << "a\xed\xa0\x80"_ba << qsizetype(-1);
+        QTest::newRow("overlong") << "\xc1\xbf"_ba << qsizetype(-1);
+        QTest::newRow("overlong, three bytes") << "\xe0\x9f\xbf"_ba << qsizetype(-1);
+        QTest::newRow("beyond U+10FFFF") << "\xf4\x90\x80\x80"_ba << qsizetype(-1);
+        QTest::newRow("cut") << "abcdefgh\xe4\xb8"_ba << qsizetype(-1);
+        QTest::newRow("stray continuation") << "abcdefghijklmnop\x80"_ba << qsizetype(-1);
+    }
+    void utf16Length()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(qsizetype, length);
+        QCOMPARE(QJDiffTokenizer::utf16Length(bytes), length);
+        // Random bytes, mostly valid, against the decoder.
+        QRandomGenerator rng {uint(bytes.size())};
+        static const QByteArrayList pieces {"a", "bcdefghij", "\xc3\xa9", "\xe4\xb8\xad", "\xf0\x9f\x98\x80", "\xff",
+            "\xc3", "\x80", "\xed\xb0\x80", "\xf5\x80\x80\x80", "\x00"};
+        for (int round = 0; round < 200; ++round) {
+            QByteArray random;
+            for (int k = int(rng.bounded(30)); k > 0; --k)
+                random += pieces.at(rng.bounded(round % 2 ? 5 : pieces.size()));
+            QStringDecoder decoder(
+                QStringDecoder::Utf8, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+            const QString decoded = decoder(random);
+            QCOMPARE(QJDiffTokenizer::utf16Length(random), decoder.hasError() ? -1 : decoded.size());
+        }
+    }
+
+    // Texts given in UTF-8 compare exactly as their decoded strings, and runs listed without
+    // strings append exactly the DiffObjects' values; long texts are split on two threads.
+    void utf8AndRuns_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<int>("pieces");
+        for (int type : {0, 1, 2, 7}) {
+            QTest::addRow("type %d, short", type) << type << 12;
+            QTest::addRow("type %d, long", type) << type << 20000;
+        }
+    }
+    void utf8AndRuns()
+    {
+        QFETCH(int, type);
+        QFETCH(int, pieces);
+        QRandomGenerator rng {uint(type * 1000 + pieces)};
+        for (int round = 0; round < (pieces > 100 ? 3 : 300); ++round) {
+            const QString oldText = randomText(rng, pieces);
+            QString newText = round % 5 ? oldText : randomText(rng, pieces);
+            for (int k = int(rng.bounded(pieces / 10 + 2)); k > 0; --k)
+                newText.insert(rng.bounded(newText.size() + 1), randomText(rng, 2));
+            QByteArray oldBytes = oldText.toUtf8();
+            const QByteArray newBytes = newText.toUtf8();
+            if (round % 7 == 1)
+                oldBytes.prepend("\xef\xbb\xbf");
+            const bool oldValid = round % 11 != 3;
+            if (!oldValid)
+                oldBytes.insert(rng.bounded(oldBytes.size() + 1), '\xff');
+
+            QJDifferenceEngine strings;
+            strings.setComparisonType(type);
+            strings.setOldString(QString::fromUtf8(oldBytes));
+            strings.setNewString(QString::fromUtf8(newBytes));
+            strings.computeDifferences();
+            QJDifferenceEngine utf8;
+            utf8.setComparisonType(type);
+            QCOMPARE(utf8.setUtf8Strings(oldBytes, newBytes), oldValid);
+            utf8.computeDifferences();
+            QCOMPARE(utf8.differences(), strings.differences());
+            QCOMPARE(utf8.oldString(), strings.oldString());
+            QCOMPARE(utf8.newString(), strings.newString());
+
+            const QList<QJDiffRun> runs = utf8.computeRuns();
+            QCOMPARE(utf8.differences(), strings.differences());
+            QCOMPARE(runs.size(), strings.differences().size());
+            for (qsizetype r = 0; r < runs.size(); ++r) {
+                const DiffObject &d = strings.differences().at(r);
+                QByteArray oldValue, newValue;
+                runs.at(r).appendOldValue(oldValue);
+                runs.at(r).appendNewValue(newValue);
+                QCOMPARE(runs.at(r).type(), d.type());
+                QCOMPARE(oldValue, d.oldValue().toUtf8());
+                QCOMPARE(newValue, d.newValue().toUtf8());
+            }
+            QCOMPARE(std::isnan(utf8.matchValue()), std::isnan(strings.matchValue()));
+            if (!std::isnan(strings.matchValue()))
+                QCOMPARE(utf8.matchValue(), strings.matchValue());
+            QCOMPARE(
+                QJDifferenceHtml::htmlFragment(runs), QJDifferenceHtml::htmlFragment(strings.differences()).toUtf8());
+        }
     }
 
     void compareTexts_data()

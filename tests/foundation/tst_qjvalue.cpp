@@ -5,6 +5,7 @@
 #include "qjvalue_p.h"
 
 #include <QObject>
+#include <QRandomGenerator>
 #include <QRect>
 #include <QTest>
 #include <QThread>
@@ -48,6 +49,7 @@ private Q_SLOTS:
     void numbersCompareByValue_data();
     void numbersCompareByValue();
     void dictionariesKeepInsertionOrder();
+    void dictionariesFindKeysAcrossTheirIndexThreshold();
     void variantConversionRoundTrips();
     void descriptionFollowsThePlatformStyle_data();
     void descriptionFollowsThePlatformStyle();
@@ -171,6 +173,44 @@ void TestQJValue::dictionariesKeepInsertionOrder()
     dict.setObject(QJValue(), u"mid"_s); // none removes
     QVERIFY(!dict.contains(u"mid"_s));
     QCOMPARE(QJDictionary({{u"b"_s, 1}, {u"a"_s, 2}}).isEqual(QJDictionary({{u"a"_s, 2}, {u"b"_s, 1}})), true);
+}
+
+void TestQJValue::dictionariesFindKeysAcrossTheirIndexThreshold()
+{
+    // Random insertions and removals that grow and shrink a dictionary past the size where it
+    // starts keeping a hash index, checked against a plain list of entries.
+    QJDictionary dict;
+    QList<std::pair<QString, int>> model;
+    QRandomGenerator random(7);
+    for (int step = 0; step < 4000; ++step) {
+        const QString key = QString::number(random.bounded(40));
+        const auto it = std::find_if(model.begin(), model.end(), [&](const auto &e) { return e.first == key; });
+        if (random.bounded(3) == 0) {
+            dict.removeObjectForKey(key);
+            if (it != model.end())
+                model.erase(it);
+        } else {
+            dict.setObject(step, key);
+            if (it != model.end())
+                it->second = step;
+            else
+                model.append({key, step});
+        }
+        if (step % 97 == 0 || dict.count() != model.size()) {
+            QCOMPARE(dict.count(), model.size());
+            for (qsizetype i = 0; i < model.size(); ++i) {
+                QCOMPARE(dict.allKeys().at(i), model.at(i).first);
+                QCOMPARE(dict.objectForKey(model.at(i).first), QJValue(model.at(i).second));
+            }
+            for (int k = 0; k < 40; ++k) {
+                const QString probe = QString::number(k);
+                const bool present
+                    = std::any_of(model.cbegin(), model.cend(), [&](const auto &e) { return e.first == probe; });
+                QCOMPARE(dict.contains(probe), present);
+            }
+            QVERIFY(dict.copy().isEqual(dict));
+        }
+    }
 }
 
 void TestQJValue::variantConversionRoundTrips()

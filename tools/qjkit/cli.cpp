@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "cli.h"
 
+#include "QJValue.h"
 #include "qjkitversion.h"
 
 #include <QFile>
@@ -12,6 +13,15 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define QJKIT_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define QJKIT_SANITIZED 1
+#endif
+#endif
 
 using namespace Qt::StringLiterals;
 
@@ -58,6 +68,12 @@ QString toolHelp(const QString &prefix = QString())
     return text;
 }
 } // namespace
+
+static QList<QJValue> &keptValues()
+{
+    static QList<QJValue> kept;
+    return kept;
+}
 
 Registrar::Registrar(Command command)
 {
@@ -208,6 +224,24 @@ const Command *findCommand(const QStringList &words, qsizetype *used)
         }
     }
     return command;
+}
+
+void keepUntilExit(const QJValue &value)
+{
+    keptValues().append(value);
+}
+
+void exit(int status)
+{
+    std::fflush(stdout);
+    std::fflush(stderr);
+#ifdef QJKIT_SANITIZED
+    // Sanitized builds take everything apart, so that the leak checker sees a clean end.
+    keptValues().clear();
+    std::exit(status);
+#else
+    std::_Exit(status);
+#endif
 }
 
 int main(const QStringList &arguments)

@@ -15,6 +15,7 @@
 #include <stdexcept>
 
 class QJsonValue;
+class QJValue;
 
 namespace Cli
 {
@@ -107,6 +108,15 @@ void printError(const QString &message);
 
 /** @return the command that the first of @p words name; @p used receives how many words its name has. */
 const Command *findCommand(const QStringList &words, qsizetype *used);
+
+/**
+ * Keeps @p value until the process ends. The tool then ends without taking its data apart, so a
+ * large tree is reclaimed by the system at once instead of node by node.
+ */
+void keepUntilExit(const QJValue &value);
+
+/** Flushes the output and ends the process with @p status (see keepUntilExit()). */
+[[noreturn]] void exit(int status);
 
 /** Runs the tool on the process's arguments. @return the exit status. */
 int main(const QStringList &arguments);

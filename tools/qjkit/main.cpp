@@ -14,7 +14,7 @@ int main(int argc, char **argv)
     for (int i = 1; i < argc; ++i)
         words.append(QString::fromLocal8Bit(argv[i]));
     qsizetype used = 0;
-    [[maybe_unused]] const Cli::Command *command = Cli::findCommand(words, &used); // only a GUI build asks
+    [[maybe_unused]] const Cli::Command *command = Cli::findCommand(words, &used);
 
     std::unique_ptr<QCoreApplication> app;
 #ifdef QJKIT_HAVE_GUI
@@ -29,5 +29,5 @@ int main(int argc, char **argv)
     if (!app)
         app = std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qjkit"));
-    return Cli::main(QCoreApplication::arguments());
+    Cli::exit(Cli::main(QCoreApplication::arguments()));
 }

@@ -16,6 +16,7 @@ QJValue readPropertyList(const QString &file, QJMutability mutability)
     const QJValue plist = QJPropertyListSerialization::propertyListFromData(data, mutability, nullptr, &error);
     if (plist.isNone())
         throw UsageError(u"%1: %2"_s.arg(inputName(file), error));
+    keepUntilExit(plist);
     return plist;
 }
 

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#pragma once
+
+#include "DocumentComparison.h"
+
+#include <QPointer>
+#include <QWidget>
+
+class QLabel;
+class QProgressBar;
+class QTextBrowser;
+#include <QThread>
+
+/**
+ * "Compare with Saved Version": the word differences between the file on disk and the text in
+ * the editor, marked up (deleted words struck through in red, added ones in green, changed ones as
+ * the old words followed by the new), with the match value of the two texts.
+ *
+ * The comparison runs on a worker thread, so a long document does not stop the editor.
+ */
+class CompareWindow : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit CompareWindow(QWidget *parent = nullptr);
+    ~CompareWindow() override;
+
+    /** Compares @p current with the file @p path (read as UTF-8) and shows the result when it is ready. */
+    void compare(const QString &path, const QString &current);
+    /** @return whether a comparison is running. */
+    bool isComparing() const { return m_worker; }
+    /** @return the comparison shown. */
+    DocumentComparison result() const { return m_result; }
+
+Q_SIGNALS:
+    /** A comparison has been shown. */
+    void compared();
+    /** The user asked to compare again (the editor's text may have changed). */
+    void refreshRequested();
+
+private:
+    void showResult(const DocumentComparison &result);
+
+    QLabel *m_heading;
+    QLabel *m_details;
+    QLabel *m_matchLabel;
+    QProgressBar *m_match;
+    QTextBrowser *m_view;
+    QPointer<QThread> m_worker;
+    DocumentComparison m_result;
+    QString m_saved;
+    quint64 m_generation = 0;
+};

@@ -1,0 +1,339 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+// qjkit-demo: a small writing application that shows how a host uses QJKit.
+//
+//   qjkit-demo [--local-updates] [--tour DIR] [--settings FILE] [FILE]
+//
+// Start-up runs through QJApplication and the boot manager under a splash-screen status panel:
+// the settings are read, the document is read on a worker thread, and the update check starts.
+// The editor window appears once start-up is complete.
+#include "CompareWindow.h"
+#include "DemoArt.h"
+#include "DemoSettings.h"
+#include "DemoSplash.h"
+#include "DocumentLoader.h"
+#include "DocumentStatistics.h"
+#include "EditorWindow.h"
+#include "FindBar.h"
+#include "Tour.h"
+#include "VersionServer.h"
+
+#include "QJAboutBox.h"
+#include "QJAboutWindow.h"
+#include "QJApplication.h"
+#include "QJAutoUpdate.h"
+#include "QJBootManager.h"
+#include "QJBundle.h"
+#include "QJUpdateChecker.h"
+#include "QJUserDefaults.h"
+
+#include <QAction>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTextDocumentFragment>
+#include <QThread>
+#include <QTimer>
+
+#include <cstdio>
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+// The demo's own version and build, the ones its sample version directory is written for.
+const QString DemoVersion = u"0.1"_s;
+const QString DemoBuild = u"0.1.0"_s;
+
+struct Options
+{
+    bool localUpdates = false;
+    QString tourDirectory;
+    QString settingsPath;
+    QString file;
+};
+
+Options parseOptions(const QCoreApplication &app)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(u"A small writing application built with QJKit."_s);
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption localUpdates(
+        u"local-updates"_s, u"Serve the demo's sample version directory on 127.0.0.1 and check for updates there."_s);
+    const QCommandLineOption tour(u"tour"_s,
+        u"Open each window in turn, save screenshots into <dir>, and quit (exit status 0 when all were saved). "
+        "Implies --local-updates."_s,
+        u"dir"_s);
+    const QCommandLineOption settings(
+        u"settings"_s, u"Keep the settings in <file> (a coded property list)."_s, u"file"_s);
+    parser.addOptions({localUpdates, tour, settings});
+    parser.addPositionalArgument(u"file"_s, u"A UTF-8 text file to open."_s, u"[file]"_s);
+    parser.process(app);
+    Options options;
+    // The tour shows the whole update flow, which needs the local server.
+    options.localUpdates = parser.isSet(localUpdates) || parser.isSet(tour);
+    // Absolute: the updater writes its screenshot there too, from its own working folder.
+    if (parser.isSet(tour))
+        options.tourDirectory = QDir(parser.value(tour)).absolutePath();
+    options.settingsPath = parser.value(settings);
+    if (!parser.positionalArguments().isEmpty())
+        options.file = parser.positionalArguments().constFirst();
+    return options;
+}
+
+// What the boot manager gets for a start-up participant the application made itself.
+template<typename T>
+QJBootManager::ClassFactory participant(T *object)
+{
+    return [object] {
+        QJBootClassObject result;
+        result.bootSequence = object;
+        result.bootSequenceName = object;
+        result.qobject = object;
+        return result;
+    };
+}
+
+QString readResource(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+void setUpAboutBox()
+{
+    QJAboutBox *about = QJAboutBox::aboutBox();
+    const qreal ratio = qApp->devicePixelRatio();
+    about->setImage(DemoArt::iconPixmap(128, ratio));
+    about->setNameImage(DemoArt::nameImage(QApplication::applicationName(), QSize(196, 60), ratio));
+    about->setAboutText(QTextDocumentFragment::fromHtml(readResource(u":/demo/credits.html"_s)));
+}
+
+// QJUpdater starts the updater with no arguments; the demo tells its updater what was found through
+// the environment the updater inherits.
+void handOverToUpdater(const QJUpdateCheckResult &result)
+{
+    if (result.status != QJUpdateCheckResult::UpdateAvailable || result.records.isEmpty())
+        return;
+    const QJUpdateRecord &newest = result.records.constFirst();
+    const QJBundle main = QJBundle::mainBundle();
+    qputenv("QJKIT_DEMO_UPDATE_APPLICATION", QApplication::applicationName().toUtf8());
+    qputenv("QJKIT_DEMO_UPDATE_VERSION", newest.version.toUtf8());
+    qputenv("QJKIT_DEMO_UPDATE_BUILD", newest.key.toUtf8());
+    qputenv("QJKIT_DEMO_UPDATE_NOTES", newest.description.toUtf8());
+    qputenv("QJKIT_DEMO_UPDATE_SOURCE", result.directory.toString().toUtf8());
+    qputenv("QJKIT_DEMO_UPDATE_INSTALLED",
+        QObject::tr("%1 (build %2)")
+            .arg(main.objectForInfoDictionaryKey(u"CFBundleShortVersionString"_s).toString(),
+                main.objectForInfoDictionaryKey(u"CFBundleVersion"_s).toString())
+            .toUtf8());
+}
+
+// The tour works on a copy of the sample in a deep folder, so the title has a folder to shorten.
+QString prepareTourDocument(const QString &home)
+{
+    const QString folder = home + u"/Documents/Writing/Manuscripts/2025/Drafts/The Harbour Notebook/Revisions"_s;
+    QDir().mkpath(folder);
+    const QString path = folder + u"/chapter-03.txt"_s;
+    QFile::copy(u":/demo/sample/harbour-notes.txt"_s, path);
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+    return path;
+}
+
+void scriptTour(Tour &tour, EditorWindow *window, QJAutoUpdate *updates, const bool *splashShot)
+{
+    QPlainTextEdit *editor = window->editor();
+    tour.addWait(u"start-up status panel"_s, [splashShot] { return *splashShot; });
+    tour.addWait(u"editor window after start-up"_s, [window] { return window->isVisible(); });
+    tour.addWait(u"update window from the start-up check"_s, [updates] { return updates->isOpen(); });
+    tour.addAfter(u"close the update window for now"_s, 300, [updates] { updates->cancel(); });
+
+    tour.add(u"type into the editor"_s, [editor](const Tour::Next &next) {
+        editor->activateWindow();
+        editor->setFocus();
+        QTextCursor cursor(editor->document());
+        cursor.setPosition(int(editor->toPlainText().indexOf(u"never sent."_s) + 11));
+        editor->setTextCursor(cursor);
+        Tour::typeText(editor, u" Somewhere, kettles whistled."_s, 25, next);
+    });
+    tour.add(u"replace a few words"_s, [editor](const Tour::Next &next) {
+        const QString old = u"an apology"_s;
+        QTextCursor cursor(editor->document());
+        cursor.setPosition(int(editor->toPlainText().indexOf(old) + old.size()));
+        editor->setTextCursor(cursor);
+        Tour::pressKey(editor, Qt::Key_Backspace, int(old.size()));
+        Tour::typeText(editor, u"a confession"_s, 25, next);
+    });
+    tour.addShot(u"02-editor"_s, [window] { return window; });
+
+    tour.addAfter(u"find \"lantern\""_s, 300, [window] {
+        window->action(u"editFind"_s)->trigger();
+        window->findBar()->setFindText(u"lantern"_s);
+        // From the typing point on: the two later matches, then around to the heading.
+        for (int i = 0; i < 3; ++i)
+            window->findBar()->find();
+    });
+    tour.addShot(u"03-find"_s, [window] { return window; });
+
+    tour.add(u"compare with the saved version"_s, [window](const Tour::Next &next) {
+        window->findBar()->hide();
+        window->action(u"fileCompare"_s)->trigger();
+        QObject::connect(window->compareWindow(), &CompareWindow::compared, window, next, Qt::SingleShotConnection);
+    });
+    tour.addShot(u"04-compare"_s, [window] { return window->compareWindow(); });
+    tour.addAfter(u"close the compare view"_s, 200, [window] { window->compareWindow()->close(); });
+
+    // The credits wait two seconds, then move 20 pixels a second.
+    tour.addAfter(u"Help > About"_s, 1000, [window] { window->action(u"helpAbout"_s)->trigger(); });
+    tour.addShot(u"05-about"_s, [] { return QJAboutBox::aboutBox()->window(); });
+    tour.addAfter(u"let the credits scroll"_s, 9000, [] {});
+    tour.addShot(u"06-about-scrolling"_s, [] { return QJAboutBox::aboutBox()->window(); });
+    tour.addAfter(u"close the about box"_s, 200, [] { QJAboutBox::aboutBox()->close(); });
+
+    tour.addAfter(u"File > Save"_s, 200, [window] { window->action(u"fileSave"_s)->trigger(); });
+    tour.add(u"Help > Check for Updates"_s, [window, updates](const Tour::Next &next) {
+        QObject::connect(updates, &QJAutoUpdate::checkFinished, updates, next, Qt::SingleShotConnection);
+        window->action(u"helpCheckForUpdates"_s)->trigger();
+    });
+    tour.addWait(u"update window"_s, [updates] { return updates->isOpen(); });
+    tour.addAfter(u"let it settle"_s, 500, [] {});
+    tour.addShot(u"07-update"_s, [updates] { return updates->window(); });
+
+    tour.add(u"Update: start the updater"_s, [&tour, updates](const Tour::Next &next) {
+        qputenv("QJKIT_DEMO_TOUR_SHOT", QFile::encodeName(tour.directory() + u"/08-updater.png"_s));
+        auto *update = updates->window()->findChild<QPushButton *>(u"updateButton"_s);
+        if (!update) {
+            tour.fail(u"the update window has no Update button"_s);
+            return;
+        }
+        update->click(); // starts the updater and quits
+        next();
+    });
+}
+
+// The updater runs on after the demo has quit; the tour ends when its screenshot is there.
+bool waitForUpdaterShot(const QString &directory)
+{
+    const QString shot = directory + u"/08-updater.png"_s;
+    QElapsedTimer waited;
+    waited.start();
+    while (!QFileInfo::exists(shot) && waited.elapsed() < 20000)
+        QThread::msleep(100);
+    if (!QFileInfo::exists(shot)) {
+        std::fprintf(stderr, "tour: failed: the updater saved no %s\n", qPrintable(shot));
+        return false;
+    }
+    const qsizetype shots = QDir(directory).entryList({u"*.png"_s}, QDir::Files).size();
+    std::printf("tour: done, %lld screenshots in %s\n", qlonglong(shots), qPrintable(directory));
+    return true;
+}
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // Help and version need no windows: without a display, they must not need one either.
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        for (int i = 1; i < argc; ++i) {
+            const QByteArray argument(argv[i]);
+            if (argument == "-h" || argument == "--help" || argument == "--help-all" || argument == "-v"
+                || argument == "--version")
+                qputenv("QT_QPA_PLATFORM", "offscreen");
+        }
+    }
+    QJApplication app(argc, argv);
+    QApplication::setOrganizationName(u"QJKit"_s);
+    QApplication::setApplicationName(u"QJKit Demo"_s);
+    QApplication::setApplicationVersion(DemoVersion);
+    QApplication::setWindowIcon(DemoArt::applicationIcon());
+    const Options options = parseOptions(app);
+    const bool touring = !options.tourDirectory.isEmpty();
+
+    // The build the update check compares with the versions on the server.
+    QJBundle::mainBundle().setObjectForInfoDictionaryKey(DemoBuild, u"CFBundleVersion"_s);
+
+    // A tour starts from nothing: its own home, preferences, settings and document.
+    QTemporaryDir scratch;
+    QString settingsPath = options.settingsPath.isEmpty() ? DemoSettings::defaultPath() : options.settingsPath;
+    QString file = options.file;
+    if (touring) {
+        qputenv("HOME", QFile::encodeName(scratch.path()));
+        QJUserDefaults::setStandardUserDefaultsPath(scratch.filePath(u"defaults.plist"_s));
+        settingsPath = scratch.filePath(u"settings.coded"_s);
+        file = prepareTourDocument(scratch.path());
+    }
+
+    VersionServer server(u":/demo/versions"_s);
+    if (options.localUpdates) {
+        if (!server.listen()) {
+            std::fprintf(stderr, "qjkit-demo: cannot serve the versions: %s\n", qPrintable(server.errorString()));
+            return 1;
+        }
+        QJBundle::mainBundle().setObjectForInfoDictionaryKey(server.baseUrl().toString(), QJAutoUpdateBaseURLKey);
+        std::printf("Serving the sample versions at %s\n", qPrintable(server.baseUrl().toString()));
+    }
+
+    DemoSettings settings(settingsPath);
+    DocumentLoader loader(&settings, file);
+    EditorWindow window(&settings);
+    QJAutoUpdate *updates = QJAutoUpdate::sharedInstance();
+    setUpAboutBox();
+
+    // Start-up: the settings, the document, then the update check, under the splash screen.
+    QJBootManager::registerClassForBootSequence(u"DemoSettings"_s, participant(&settings));
+    QJBootManager::registerClassForBootSequence(u"DocumentLoader"_s, participant(&loader));
+    QJBootManager::registerClassForBootSequence<QJAutoUpdate>();
+    DemoSplash splash;
+    QJBootManager::provideObjectForBootStatusPanel(&splash);
+    QJBootManager::setMinimumTimeForBootStatusPanel(2.0);
+    // Shut-down: the window notes its geometry (and offers to save), then the settings are written.
+    QJBootManager::registerObjectForShutdownSequence(&window);
+    QJBootManager::registerObjectForShutdownSequence(&settings);
+
+    QObject::connect(app.bootManager(), &QJBootManager::bootFinished, &window, [&] {
+        window.applySettings();
+        if (touring)
+            window.setGeometry(40, 30, 960, 640);
+        window.show();
+        if (loader.error().isEmpty()) {
+            window.openText(loader.text(), loader.path());
+        } else {
+            QMessageBox::warning(&window, QApplication::applicationName(),
+                QObject::tr("%1 could not be opened: %2").arg(loader.path(), loader.error()));
+        }
+    });
+    QObject::connect(window.action(u"helpAbout"_s), &QAction::triggered, QJAboutBox::aboutBox(),
+        [] { QJAboutBox::aboutBox()->open(); });
+    QObject::connect(window.action(u"helpCheckForUpdates"_s), &QAction::triggered, updates, &QJAutoUpdate::open);
+    QObject::connect(updates, &QJAutoUpdate::checkFinished, &handOverToUpdater);
+
+    std::unique_ptr<Tour> tour;
+    bool splashShot = false;
+    if (touring) {
+        tour = std::make_unique<Tour>(options.tourDirectory);
+        // Taken the moment the panel names the update check: the manager moves on within the same turn.
+        QObject::connect(&splash, &DemoSplash::infoChanged, tour.get(), [&](const QString &info) {
+            if (!splashShot && info == updates->bootSequenceName())
+                splashShot = !tour->shoot(&splash, u"01-splash"_s).isEmpty();
+        });
+        scriptTour(*tour, &window, updates, &splashShot);
+        QObject::connect(tour.get(), &Tour::finished, &app, [&window](bool ok) {
+            if (!ok)
+                window.editor()->document()->setModified(false); // nobody is there to answer
+            QApplication::exit(ok ? 0 : 1);
+        });
+        QTimer::singleShot(0, tour.get(), &Tour::start);
+    }
+
+    const int status = app.exec();
+    if (touring && status == 0)
+        return waitForUpdaterShot(options.tourDirectory) ? 0 : 1;
+    return status;
+}

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "VersionServer.h"
+
+#include "QJPropertyListSerialization.h"
+#include "QJUpdateChecker.h"
+#include "qjtestsupport.h"
+
+#include <QEventLoop>
+#include <QFile>
+#include <QTcpSocket>
+#include <QTest>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+struct Response
+{
+    int status = 0;
+    QByteArray headers;
+    QByteArray body;
+};
+
+// Sends @p request as it is and reads the answer until the server closes the connection. The
+// server runs on this thread, so the wait runs the event loop.
+Response exchange(quint16 port, const QByteArray &request)
+{
+    QTcpSocket socket;
+    QByteArray received;
+    QEventLoop loop;
+    QObject::connect(&socket, &QTcpSocket::connected, &loop, [&] { socket.write(request); });
+    QObject::connect(&socket, &QTcpSocket::readyRead, &loop, [&] { received += socket.readAll(); });
+    QObject::connect(&socket, &QTcpSocket::disconnected, &loop, &QEventLoop::quit);
+    QObject::connect(&socket, &QTcpSocket::errorOccurred, &loop, &QEventLoop::quit);
+    QTimer::singleShot(10000, &loop, &QEventLoop::quit);
+    socket.connectToHost(QHostAddress::LocalHost, port);
+    loop.exec();
+    received += socket.readAll();
+
+    Response response;
+    const qsizetype end = received.indexOf("\r\n\r\n");
+    if (end < 0)
+        return response;
+    response.headers = received.left(end);
+    response.body = received.mid(end + 4);
+    const QList<QByteArray> statusLine = response.headers.left(response.headers.indexOf("\r\n")).split(' ');
+    if (statusLine.size() >= 2 && statusLine.at(0) == "HTTP/1.1")
+        response.status = statusLine.at(1).toInt();
+    return response;
+}
+
+QByteArray get(const QByteArray &target)
+{
+    return "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
+}
+
+QByteArray fileBytes(const QString &name)
+{
+    QFile file(QJTest::dataPath(name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+} // namespace
+
+class TestVersionServer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void answersTheIndexAndRecords_data();
+    void answersTheIndexAndRecords();
+    void refusesEverythingElse_data();
+    void refusesEverythingElse();
+    void updateCheckFindsTheNewerVersions();
+
+private:
+    VersionServer *m_server = nullptr;
+};
+
+void TestVersionServer::initTestCase()
+{
+    m_server = new VersionServer(QJTest::dataPath(), this);
+    QVERIFY2(m_server->listen(), qPrintable(m_server->errorString()));
+    QCOMPARE(m_server->baseUrl().toString(), u"http://127.0.0.1:%1/AppServices/Versions/"_s.arg(m_server->port()));
+}
+
+void TestVersionServer::answersTheIndexAndRecords_data()
+{
+    QTest::addColumn<QByteArray>("target");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("version");
+
+    QTest::newRow("index") << QByteArray("/AppServices/Versions/qjkitdemo/info.plist") << u"qjkitdemo/info.plist"_s
+                           << QString();
+    const QList<std::pair<QString, QString>> records {{u"0.0.9"_s, u"0.0.9"_s}, {u"0.1.0"_s, u"0.1"_s},
+        {u"0.1.1"_s, u"0.1.1"_s}, {u"0.1.a"_s, u"0.1.10"_s}, {u"0.2.0"_s, u"0.2"_s}};
+    for (const auto &[key, version] : records) {
+        QTest::newRow(qPrintable(u"record "_s + key))
+            << (QByteArray("/AppServices/Versions/qjkitdemo/") + key.toLatin1() + ".plist")
+            << u"qjkitdemo/%1.plist"_s.arg(key) << version;
+    }
+    QTest::newRow("percent-encoded name")
+        << QByteArray("/AppServices/Versions/qjkitdemo/0%2E1%2Ea.plist") << u"qjkitdemo/0.1.a.plist"_s << u"0.1.10"_s;
+}
+
+void TestVersionServer::answersTheIndexAndRecords()
+{
+    QFETCH(QByteArray, target);
+    QFETCH(QString, file);
+    QFETCH(QString, version);
+
+    const Response response = exchange(m_server->port(), get(target));
+    QCOMPARE(response.status, 200);
+    QCOMPARE(response.body, fileBytes(file));
+    QVERIFY(response.headers.contains("Content-Length: " + QByteArray::number(response.body.size()) + "\r\n"));
+    const QJValue plist = QJPropertyListSerialization::propertyListFromData(response.body);
+    QVERIFY(plist.isDictionary());
+    if (version.isEmpty()) {
+        QCOMPARE(
+            plist.toDictionary().allKeys(), (QStringList {u"0.0.9"_s, u"0.1.0"_s, u"0.1.1"_s, u"0.1.a"_s, u"0.2.0"_s}));
+    } else {
+        QCOMPARE(plist.valueForKey(u"version"_s).toString(), version);
+        QVERIFY(!plist.valueForKey(u"en"_s).toString().isEmpty());
+    }
+
+    // HEAD: the same headers, no body.
+    const Response head = exchange(m_server->port(), "HEAD " + target + " HTTP/1.1\r\n\r\n");
+    QCOMPARE(head.status, 200);
+    QCOMPARE(head.headers.mid(head.headers.indexOf("\r\n")), response.headers.mid(response.headers.indexOf("\r\n")));
+    QCOMPARE(head.body, QByteArray());
+}
+
+void TestVersionServer::refusesEverythingElse_data()
+{
+    QTest::addColumn<QByteArray>("request");
+    QTest::addColumn<int>("status");
+
+    QTest::newRow("missing record") << get("/AppServices/Versions/qjkitdemo/9.9.9.plist") << 404;
+    QTest::newRow("the directory itself") << get("/AppServices/Versions/qjkitdemo/") << 404;
+    QTest::newRow("outside the base path") << get("/qjkitdemo/info.plist") << 404;
+    QTest::newRow("dot-dot segment") << get("/AppServices/Versions/qjkitdemo/../qjkitdemo/info.plist") << 404;
+    QTest::newRow("encoded dot-dot") << get("/AppServices/Versions/%2e%2e/versions/qjkitdemo/info.plist") << 404;
+    QTest::newRow("encoded slash") << get(
+        "/AppServices/Versions/qjkitdemo%2F..%2F..%2Fversions%2Fqjkitdemo%2Finfo.plist")
+                                   << 404;
+    QTest::newRow("POST") << QByteArray("POST /AppServices/Versions/qjkitdemo/info.plist HTTP/1.1\r\n\r\n") << 405;
+    QTest::newRow("not HTTP") << QByteArray("hello there\r\n\r\n") << 400;
+    QTest::newRow("absolute target") << get("http://127.0.0.1/AppServices/Versions/qjkitdemo/info.plist") << 400;
+    QTest::newRow("endless headers") << (QByteArray("GET / HTTP/1.1\r\n") + QByteArray(20000, 'x')) << 431;
+}
+
+void TestVersionServer::refusesEverythingElse()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(int, status);
+    const Response response = exchange(m_server->port(), request);
+    QCOMPARE(response.status, status);
+    QVERIFY(!response.body.contains("<plist"));
+}
+
+// The version directory the demo ships, served by the demo's server, read by QJKit's update check.
+void TestVersionServer::updateCheckFindsTheNewerVersions()
+{
+    QJUpdateChecker checker;
+    checker.setBaseUrl(m_server->baseUrl());
+    checker.setApplicationName(u"QJKit Demo"_s);
+    checker.setInstalledBuild(u"0.1.0"_s);
+    checker.setDescriptionKey(u"en"_s);
+    const QJUpdateCheckResult result = checker.check();
+    QCOMPARE(result.status, QJUpdateCheckResult::UpdateAvailable);
+    QCOMPARE(result.directory, QUrl(m_server->baseUrl().toString() + u"qjkitdemo/"_s));
+    QStringList keys, versions;
+    for (const QJUpdateRecord &record : result.records) {
+        keys.append(record.key);
+        versions.append(record.version);
+        QVERIFY(!record.description.isEmpty());
+    }
+    QCOMPARE(keys, (QStringList {u"0.2.0"_s, u"0.1.a"_s, u"0.1.1"_s}));
+    QCOMPARE(versions, (QStringList {u"0.2"_s, u"0.1.10"_s, u"0.1.1"_s}));
+
+    checker.setInstalledBuild(u"0.2.0"_s);
+    QCOMPARE(checker.check().status, QJUpdateCheckResult::NoUpdate);
+}
+
+QTEST_MAIN(TestVersionServer)
+#include "tst_versionserver.moc"
