@@ -44,11 +44,11 @@ public:
  */
 struct DiffRun
 {
-    DiffOpType type;
-    int from_begin;
-    int from_end;
-    int to_begin;
-    int to_end;
+    DiffOpType type; ///< what the run is
+    int from_begin; ///< first from-token of the run
+    int from_end; ///< one past the last from-token of the run
+    int to_begin; ///< first to-token of the run
+    int to_end; ///< one past the last to-token of the run
 };
 
 /**
