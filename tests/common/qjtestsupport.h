@@ -7,7 +7,9 @@
 #include "QJValue.h"
 
 #include <QByteArray>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QString>
 #include <QTest>
@@ -34,6 +36,28 @@ inline QString dataPath(const QString &name = QString())
 {
     const QString dir = qEnvironmentVariable("QJKIT_TEST_DATA");
     return name.isEmpty() ? dir : dir + u'/' + name;
+}
+
+/** @return the whole contents of the file at @p path, or "(unreadable)". */
+inline QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
+}
+
+/** Writes @p bytes to the file at @p path, making its folders first. @return whether all was written. */
+inline bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+/** Makes the file at @p path @p size bytes long without writing them: a sparse file of holes. */
+inline bool makeSparseFile(const QString &path, qint64 size)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.resize(size);
 }
 
 /** @return a "VmRSS" or "VmHWM" (peak) line of /proc/self/status, in KiB, or -1. */
@@ -75,10 +99,17 @@ struct ToolResult
     QByteArray err;
 };
 
-/** Runs the qjkit tool built with the tests, feeding @p input on standard input. */
-inline ToolResult runTool(const QStringList &arguments, const QByteArray &input = QByteArray())
+/**
+ * Runs the qjkit tool built with the tests, feeding @p input on standard input, in @p environment
+ * and @p workingDirectory (default: the test's own).
+ */
+inline ToolResult runTool(const QStringList &arguments, const QByteArray &input = QByteArray(),
+    const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
+    const QString &workingDirectory = QString())
 {
     QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(workingDirectory);
     process.start(qEnvironmentVariable("QJKIT_TOOL"), arguments);
     if (!process.waitForStarted())
         return {};

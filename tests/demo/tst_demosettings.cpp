@@ -12,16 +12,9 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+using QJTest::readFile;
 
-const QDateTime Monday(QDate(2025, 3, 3), QTime(9, 0), Qt::UTC);
-} // namespace
+static const QDateTime Monday(QDate(2025, 3, 3), QTime(9, 0), Qt::UTC);
 
 class TestDemoSettings : public QObject
 {
@@ -53,9 +46,9 @@ void TestDemoSettings::roundTripThroughWorkerThread()
     QVERIFY(!settings.isSaving());
 
     // The file is the coded XML property list, byte for byte what the direct writer gives.
-    const QByteArray written = contents(path);
+    const QByteArray written = readFile(path);
     QVERIFY(QJBlowfishCoding::writeCodedToFile(settings.toDictionary(), dir.filePath(u"direct.coded"_s)));
-    QCOMPARE(written, contents(dir.filePath(u"direct.coded"_s)));
+    QCOMPARE(written, readFile(dir.filePath(u"direct.coded"_s)));
     QCOMPARE(QJBlowfishCoding::readFromCodedFile(path), QJValue(settings.toDictionary()));
 
     DemoSettings read(path);
@@ -146,10 +139,7 @@ void TestDemoSettings::unreadableFilesLeaveDefaults()
 
     QTemporaryDir dir;
     const QString path = dir.filePath(u"settings.coded"_s);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-    file.close();
+    QVERIFY(QJTest::writeFile(path, bytes));
 
     DemoSettings settings(path);
     settings.addRecentFile(u"/before.txt"_s);

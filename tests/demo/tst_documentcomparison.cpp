@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "DocumentComparison.h"
+#include "qjtestsupport.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -71,17 +72,11 @@ void TestDocumentComparison::savedFileThatCannotBeRead()
     QVERIFY(!missing.error.isEmpty());
     QCOMPARE(missing.html, QString());
 
-    QFile latin1(dir.filePath(u"latin1.txt"_s));
-    QVERIFY(latin1.open(QIODevice::WriteOnly));
-    latin1.write("caf\xe9");
-    latin1.close();
-    QVERIFY(!DocumentComparison::compareWithFile(latin1.fileName(), u"café"_s).error.isEmpty());
+    QVERIFY(QJTest::writeFile(dir.filePath(u"latin1.txt"_s), "caf\xe9"));
+    QVERIFY(!DocumentComparison::compareWithFile(dir.filePath(u"latin1.txt"_s), u"café"_s).error.isEmpty());
 
-    QFile utf8(dir.filePath(u"utf8.txt"_s));
-    QVERIFY(utf8.open(QIODevice::WriteOnly));
-    utf8.write("one two");
-    utf8.close();
-    const DocumentComparison read = DocumentComparison::compareWithFile(utf8.fileName(), u"one three"_s);
+    QVERIFY(QJTest::writeFile(dir.filePath(u"utf8.txt"_s), "one two"));
+    const DocumentComparison read = DocumentComparison::compareWithFile(dir.filePath(u"utf8.txt"_s), u"one three"_s);
     QCOMPARE(read.error, QString());
     QCOMPARE(read.changed, 1);
 }

@@ -7,21 +7,13 @@
 #include <QDir>
 #include <QFile>
 #include <QLocale>
+#include <QStringEncoder>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-void writeFile(const QString &path, const QByteArray &contents)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(contents);
-}
-} // namespace
+using QJTest::writeFile;
 
 class TestQJBundle : public QObject
 {
@@ -52,12 +44,8 @@ void TestQJBundle::stringsTablesParse_data()
                                                 << QJDictionary {{u"version"_s, u"%@ (%@)"_s}, {u"Same"_s, u"Same"_s}};
     QTest::newRow("UTF-8 text and byte-order mark")
         << QByteArray("\xEF\xBB\xBF\"...\" = \"\xE2\x80\xA6\";") << QJDictionary {{u"..."_s, u"\u2026"_s}};
-    QByteArray utf16("\xFF\xFE");
-    for (QChar c : u"\"a\" = \"\u00fc\";"_s) {
-        utf16 += char(c.unicode() & 0xFF);
-        utf16 += char(c.unicode() >> 8);
-    }
-    QTest::newRow("UTF-16 little endian") << utf16 << QJDictionary {{u"a"_s, u"\u00fc"_s}};
+    const QByteArray utf16 = QStringEncoder(QStringEncoder::Utf16LE)(u"\"a\" = \"\u00fc\";");
+    QTest::newRow("UTF-16 little endian") << "\xFF\xFE"_ba + utf16 << QJDictionary {{u"a"_s, u"\u00fc"_s}};
     QTest::newRow("XML property list") << QJPropertyListSerialization::dataFromPropertyList(QJDictionary {
         {u"x"_s, u"y"_s}}) << QJDictionary {{u"x"_s, u"y"_s}};
     QTest::newRow("empty") << QByteArray("  /* nothing */ ") << QJDictionary {};
@@ -131,9 +119,9 @@ void TestQJBundle::infoDictionaryComesFromInfoPlistThenTheApplication()
     QVERIFY(!main.infoDictionary().isMutable());
 
     QTemporaryDir shipped;
-    writeFile(shipped.filePath(u"Resources/Info.plist"_s),
+    QVERIFY(writeFile(shipped.filePath(u"Resources/Info.plist"_s),
         QJPropertyListSerialization::dataFromPropertyList(
-            QJDictionary {{u"CFBundleVersion"_s, u"2.1.345"_s}, {u"Extra"_s, true}}));
+            QJDictionary {{u"CFBundleVersion"_s, u"2.1.345"_s}, {u"Extra"_s, true}})));
     QJBundle::setMainBundlePath(shipped.path());
     main = QJBundle::mainBundle();
     QCOMPARE(main.resourcePath(), shipped.filePath(u"Resources"_s));
@@ -148,9 +136,9 @@ void TestQJBundle::infoDictionaryComesFromInfoPlistThenTheApplication()
 void TestQJBundle::resourcesPreferLocalizedCopies()
 {
     QTemporaryDir dir;
-    writeFile(dir.filePath(u"credits.html"_s), "plain");
-    writeFile(dir.filePath(u"fr.lproj/credits.html"_s), "french");
-    writeFile(dir.filePath(u"logo.svg"_s), "<svg/>");
+    QVERIFY(writeFile(dir.filePath(u"credits.html"_s), "plain"));
+    QVERIFY(writeFile(dir.filePath(u"fr.lproj/credits.html"_s), "french"));
+    QVERIFY(writeFile(dir.filePath(u"logo.svg"_s), "<svg/>"));
     const QJBundle bundle(dir.path());
     QLocale::setDefault(QLocale(QLocale::French, QLocale::France));
     QCOMPARE(bundle.pathForResource(u"credits"_s, u"html"_s), dir.filePath(u"fr.lproj/credits.html"_s));

@@ -18,20 +18,7 @@
 using namespace Qt::StringLiterals;
 using PL = QJPropertyListSerialization;
 
-namespace
-{
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
-}
-
-bool makeSparse(const QString &path, qint64 size)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.resize(size);
-}
-} // namespace
+using QJTest::readFile;
 
 class TestQJFiles : public QObject
 {
@@ -72,7 +59,7 @@ void TestQJFiles::settingsWhereTheyCannotBeWritten()
         defaults.setObject(u"one"_s, u"version"_s);
         if (!defaults.synchronize())
             return u"the first settings cannot be written"_s;
-        const QByteArray before = contents(file);
+        const QByteArray before = readFile(file);
         if (place == u"read-only" && !scratch.remountReadOnly())
             return u"cannot remount read-only"_s;
         if (place.startsWith(u"locked")) {
@@ -85,8 +72,8 @@ void TestQJFiles::settingsWhereTheyCannotBeWritten()
         defaults.setObject(next, u"version"_s);
         if (defaults.synchronize())
             return u"synchronize() answered success"_s;
-        if (contents(file) != before)
-            return u"the file changed to: "_s + QString::fromUtf8(contents(file).left(300));
+        if (readFile(file) != before)
+            return u"the file changed to: "_s + QString::fromUtf8(readFile(file).left(300));
         if (QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden)
             != QStringList {u"settings.plist"_s})
             return u"left beside the file: "_s
@@ -101,10 +88,9 @@ void TestQJFiles::settingsAtPathsThatAreNoFile()
 {
     const QString dir = m_dir.filePath(u"folder.plist"_s);
     QVERIFY(QDir().mkpath(dir + u"/inside"_s));
-    QFile plain(m_dir.filePath(u"plain-file"_s));
-    QVERIFY(plain.open(QIODevice::WriteOnly) && plain.write("x") == 1);
-    plain.close();
-    for (const QString &path : {dir, plain.fileName() + u"/settings.plist"_s}) {
+    const QString plain = m_dir.filePath(u"plain-file"_s);
+    QVERIFY(QJTest::writeFile(plain, "x"));
+    for (const QString &path : {dir, plain + u"/settings.plist"_s}) {
         QJUserDefaults defaults(path);
         QVERIFY(defaults.objectForKey(u"k"_s).isNone());
         defaults.setObject(u"v"_s, u"k"_s);
@@ -112,7 +98,7 @@ void TestQJFiles::settingsAtPathsThatAreNoFile()
     }
     QVERIFY(QFileInfo(dir).isDir());
     QCOMPARE(QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList {u"inside"_s});
-    QCOMPARE(contents(plain.fileName()), QByteArray("x"));
+    QCOMPARE(readFile(plain), QByteArray("x"));
 }
 
 // A settings file or strings table larger than the limit is not read at all: memory does not
@@ -122,8 +108,8 @@ void TestQJFiles::hugeFilesAreRefusedUnread()
     const QString settings = m_dir.filePath(u"huge.plist"_s);
     const QString table = m_dir.filePath(u"bundle/en.lproj/Huge.strings"_s);
     QVERIFY(QDir().mkpath(QFileInfo(table).absolutePath()));
-    QVERIFY(makeSparse(settings, PL::MaximumSize + 1));
-    QVERIFY(makeSparse(table, PL::MaximumSize + 1));
+    QVERIFY(QJTest::makeSparseFile(settings, PL::MaximumSize + 1));
+    QVERIFY(QJTest::makeSparseFile(table, PL::MaximumSize + 1));
     QJValue value;
     QString localized;
     const qint64 rise = QJTest::peakMemoryRiseKiB([&] {

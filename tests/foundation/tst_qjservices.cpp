@@ -140,11 +140,7 @@ void TestQJServices::userDefaultsFallBackToRegisteredValues()
 void TestQJServices::fileWrappersReadTrees()
 {
     QTemporaryDir dir;
-    QDir(dir.path()).mkpath(u"tree/sub"_s);
-    QFile file(dir.filePath(u"tree/sub/a.txt"_s));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("alpha");
-    file.close();
+    QVERIFY(QJTest::writeFile(dir.filePath(u"tree/sub/a.txt"_s), "alpha"));
     QVERIFY(QFile::link(u"sub/a.txt"_s, dir.filePath(u"tree/link"_s)));
 
     bool ok = false;

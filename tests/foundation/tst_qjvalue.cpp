@@ -66,20 +66,19 @@ private Q_SLOTS:
 
 void TestQJValue::immutableContainersRefuseEveryMutation_data()
 {
-    QTest::addColumn<std::function<void()>>("mutation");
+    using Mutation = std::function<void()>;
+    QTest::addColumn<Mutation>("mutation");
     const QJArray array({1, 2}, QJMutability::Immutable);
     const QJDictionary dict({{u"a"_s, 1}}, QJMutability::Immutable);
-    QTest::newRow("append") << std::function<void()>([=] { QJArray(array).append(3); });
-    QTest::newRow("insert") << std::function<void()>([=] { QJArray(array).insert(0, 3); });
-    QTest::newRow("replace") << std::function<void()>([=] { QJArray(array).replace(0, 3); });
-    QTest::newRow("removeAt") << std::function<void()>([=] { QJArray(array).removeAt(0); });
-    QTest::newRow("setArray") << std::function<void()>([=] { QJArray(array).setArray(QJArray()); });
-    QTest::newRow("setObject") << std::function<void()>([=] { QJDictionary(dict).setObject(2, u"b"_s); });
-    QTest::newRow("removeObjectForKey") << std::function<void()>(
-        [=] { QJDictionary(dict).removeObjectForKey(u"a"_s); });
-    QTest::newRow("addEntries") << std::function<void()>(
-        [=] { QJDictionary(dict).addEntriesFromDictionary(QJDictionary()); });
-    QTest::newRow("immutable copy") << std::function<void()>([=] { QJArray({1}).copy().removeAll(); });
+    QTest::newRow("append") << Mutation([=] { QJArray(array).append(3); });
+    QTest::newRow("insert") << Mutation([=] { QJArray(array).insert(0, 3); });
+    QTest::newRow("replace") << Mutation([=] { QJArray(array).replace(0, 3); });
+    QTest::newRow("removeAt") << Mutation([=] { QJArray(array).removeAt(0); });
+    QTest::newRow("setArray") << Mutation([=] { QJArray(array).setArray(QJArray()); });
+    QTest::newRow("setObject") << Mutation([=] { QJDictionary(dict).setObject(2, u"b"_s); });
+    QTest::newRow("removeObjectForKey") << Mutation([=] { QJDictionary(dict).removeObjectForKey(u"a"_s); });
+    QTest::newRow("addEntries") << Mutation([=] { QJDictionary(dict).addEntriesFromDictionary(QJDictionary()); });
+    QTest::newRow("immutable copy") << Mutation([=] { QJArray({1}).copy().removeAll(); });
 }
 
 void TestQJValue::immutableContainersRefuseEveryMutation()
