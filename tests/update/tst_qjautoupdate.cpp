@@ -35,14 +35,6 @@ public:
     bool bootSequence() override { return false; }
 };
 
-void standardDirectory(VersionServer &v)
-{
-    v.publish({u"40"_s, u"41"_s, u"42"_s, u"4a"_s, u"43"_s});
-    v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
-    v.addRecord(u"43"_s, u"4.3"_s, u"A word counter."_s);
-    v.addRecord(u"4a"_s, u"5.0"_s, u"A new look."_s);
-}
-
 QMessageBox *shownAlert()
 {
     for (QWidget *widget : QApplication::topLevelWidgets()) {
@@ -191,7 +183,7 @@ void TestQJAutoUpdate::windowHasItsOutletsAndPreference()
 
 void TestQJAutoUpdate::startUpCheckWaitsForBootFinished()
 {
-    standardDirectory(*v);
+    v->publishStandardDirectory();
     makeUpdater();
     QSignalSpy finished(updater, &QJAutoUpdate::checkFinished);
     QJBootManager::registerClassForBootSequence<QJAutoUpdate>();
@@ -224,7 +216,7 @@ void TestQJAutoUpdate::startUpCheckWaitsForBootFinished()
 
 void TestQJAutoUpdate::startUpNeverWaitsForTheCheck()
 {
-    standardDirectory(*v);
+    v->publishStandardDirectory();
     v->server.setBehaviour(u"info.plist"_s, HttpServer::Silent);
     makeUpdater();
     bool checkingAtBootFinished = false;
@@ -314,7 +306,7 @@ void TestQJAutoUpdate::serverTextStaysPlain()
 
 void TestQJAutoUpdate::laterChecksAgainOnce()
 {
-    standardDirectory(*v);
+    v->publishStandardDirectory();
     makeUpdater();
     finishBoot();
     updater->open();
@@ -349,7 +341,7 @@ void TestQJAutoUpdate::updateStartsUpdaterOrStays_data()
 void TestQJAutoUpdate::updateStartsUpdaterOrStays()
 {
     QFETCH(bool, startable);
-    standardDirectory(*v);
+    v->publishStandardDirectory();
     makeUpdater();
     finishBoot();
     updater->open();
@@ -357,11 +349,8 @@ void TestQJAutoUpdate::updateStartsUpdaterOrStays()
     const QString marker = prefs->filePath(u"updater-ran"_s);
     if (startable) {
         const QString script = prefs->filePath(u"Updater"_s);
-        QFile file(script);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("#!/bin/sh\necho ran > '" + marker.toUtf8() + "'\n");
-        file.close();
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QVERIFY(QJTest::writeFile(script, "#!/bin/sh\necho ran > '" + marker.toUtf8() + "'\n"));
+        QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         QJUpdater::setPath(script);
     } else {
         QJUpdater::setPath(prefs->filePath(u"no/Updater"_s));
@@ -402,7 +391,7 @@ void TestQJAutoUpdate::updateStartsUpdaterOrStays()
 
 void TestQJAutoUpdate::destroyingDuringCheckReturns()
 {
-    standardDirectory(*v);
+    v->publishStandardDirectory();
     v->server.setBehaviour(u"info.plist"_s, HttpServer::Silent);
     makeUpdater();
     updater->setCheckerConfiguration({}); // the default ten seconds

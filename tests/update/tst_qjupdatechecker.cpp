@@ -24,15 +24,6 @@ QStringList keysOf(const QJUpdateCheckResult &result)
         keys << record.key;
     return keys;
 }
-
-// Three published versions newer than build 41, one equal and one older.
-void standardDirectory(VersionServer &v)
-{
-    v.publish({u"40"_s, u"41"_s, u"42"_s, u"4a"_s, u"43"_s});
-    v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
-    v.addRecord(u"43"_s, u"4.3"_s, u"A word counter."_s);
-    v.addRecord(u"4a"_s, u"5.0"_s, u"A new look."_s);
-}
 } // namespace
 
 class TestQJUpdateChecker : public QObject
@@ -156,7 +147,7 @@ void TestQJUpdateChecker::checkAgainstServer_data()
     const int none = QJUpdateCheckResult::NoUpdate;
 
     QTest::newRow("newer versions newest first, equal build dropped")
-        << Setup(standardDirectory) << available << QStringList {u"4a"_s, u"43"_s, u"42"_s}
+        << Setup(&VersionServer::publishStandardDirectory) << available << QStringList {u"4a"_s, u"43"_s, u"42"_s}
         << QStringList {u"5.0|A new look."_s, u"4.3|A word counter."_s, u"4.2|Faster saving."_s};
     QTest::newRow("only equal and older builds") << Setup([](VersionServer &v) {
         v.publish({u"40"_s, u"41"_s, u"041"_s});
@@ -194,14 +185,14 @@ void TestQJUpdateChecker::checkAgainstServer_data()
         << available << QStringList {u"5/1"_s, u"5%2F2"_s, u"../50"_s}
         << QStringList {u"|"_s, u"5.2|the file named 5%2F2"_s, u"|"_s};
     QTest::newRow("redirect on the same server is followed") << Setup([](VersionServer &v) {
-        standardDirectory(v);
+        v.publishStandardDirectory();
         v.writeFile(
             u"moved/info.plist"_s, QJPropertyListSerialization::dataFromPropertyList(QJDictionary {{u"42"_s, u""_s}}));
         v.server.setBehaviour(u"testwriter/info.plist"_s, HttpServer::RedirectToMoved);
     }) << available << QStringList {u"42"_s} << QStringList {u"4.2|Faster saving."_s};
     QTest::newRow("a silent record leaves its texts empty")
         << Setup([](VersionServer &v) {
-               standardDirectory(v);
+               v.publishStandardDirectory();
                v.server.setBehaviour(u"/43.plist"_s, HttpServer::Silent);
            })
         << available << QStringList {u"4a"_s, u"43"_s, u"42"_s}
@@ -246,7 +237,7 @@ void TestQJUpdateChecker::hostileServerEndsTheCheck()
 {
     QFETCH(int, behaviour);
     VersionServer v;
-    standardDirectory(v);
+    v.publishStandardDirectory();
     v.server.setBehaviour(u"info.plist"_s, HttpServer::Behaviour(behaviour));
     const QJUpdateCheckResult result = runCheck(v, 700);
     QCOMPARE(result.status, QJUpdateCheckResult::NoUpdate);
@@ -286,7 +277,7 @@ void TestQJUpdateChecker::unreachableServer()
     QFETCH(int, status);
     QFETCH(QString, reason);
     VersionServer v;
-    standardDirectory(v);
+    v.publishStandardDirectory();
     QJUpdateChecker checker;
     checker.setBaseUrl(base.isEmpty() ? v.server.baseUrl() : QUrl(base));
     checker.setApplicationName(u"Test Writer"_s);
@@ -358,7 +349,7 @@ void TestQJUpdateChecker::commandLine()
     QFETCH(QByteArray, out);
     QFETCH(QByteArray, err);
     VersionServer v;
-    standardDirectory(v);
+    v.publishStandardDirectory();
     arguments.replaceInStrings(QRegularExpression(u"^@$"_s), v.server.baseUrl().toString());
     const QJTest::ToolResult result = QJTest::runTool(arguments);
     QCOMPARE(result.exitCode, exitCode);

@@ -6,9 +6,8 @@
 
 #include "QJPropertyListSerialization.h"
 #include "httpserver.h"
+#include "qjtestsupport.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -23,11 +22,7 @@ public:
     /** Writes @p bytes at @p relative below the version directory. */
     void writeFile(const QString &relative, const QByteArray &bytes)
     {
-        const QString path = folder.path() + directoryPath() + relative;
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
+        QVERIFY(QJTest::writeFile(folder.path() + directoryPath() + relative, bytes));
     }
 
     /** Publishes @p keys in the index. */
@@ -47,6 +42,16 @@ public:
             {QStringLiteral("de"), QStringLiteral("Beschreibung")}};
         writeFile(fileName.isEmpty() ? key + QStringLiteral(".plist") : fileName,
             QJPropertyListSerialization::dataFromPropertyList(record));
+    }
+
+    /** Three versions newer than build 41 ("4a" the newest), one equal and one older. */
+    void publishStandardDirectory()
+    {
+        publish({QStringLiteral("40"), QStringLiteral("41"), QStringLiteral("42"), QStringLiteral("4a"),
+            QStringLiteral("43")});
+        addRecord(QStringLiteral("42"), QStringLiteral("4.2"), QStringLiteral("Faster saving."));
+        addRecord(QStringLiteral("43"), QStringLiteral("4.3"), QStringLiteral("A word counter."));
+        addRecord(QStringLiteral("4a"), QStringLiteral("5.0"), QStringLiteral("A new look."));
     }
 
     QTemporaryDir folder;
