@@ -1,35 +1,14 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJBlowfishCoding.h"
 #include "QJPropertyListSerialization.h"
+#include "qjtestsupport.h"
 
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-struct Run
-{
-    int status = -1;
-    QByteArray out, err;
-};
-
-Run qjkit(const QStringList &arguments, const QByteArray &input = QByteArray())
-{
-    QProcess process;
-    process.start(qEnvironmentVariable("QJKIT_TOOL"), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    Run run;
-    if (process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit)
-        run.status = process.exitCode();
-    run.out = process.readAllStandardOutput();
-    run.err = process.readAllStandardError();
-    return run;
-}
-} // namespace
+using QJTest::runTool;
 
 class TestCodingTool : public QObject
 {
@@ -63,19 +42,19 @@ private Q_SLOTS:
         QFETCH(QByteArray, err);
         QVERIFY(QJPropertyListSerialization::writePropertyListToFile(
             QJDictionary {{u"a"_s, 1}}, m_dir.filePath(u"plain.plist"_s), false));
-        const Run run = qjkit(arguments);
+        const auto run = runTool(arguments);
         QCOMPARE(run.err, err);
         QCOMPARE(run.out, out);
-        QCOMPARE(run.status, status);
+        QCOMPARE(run.exitCode, status);
     }
 
     void codeThroughStandardStreams()
     {
         const QString key = u"clé"_s;
-        const Run encoded = qjkit({u"code"_s, u"encode"_s, u"--key"_s, key}, "Some text\n");
-        QCOMPARE(encoded.status, 0);
+        const auto encoded = runTool({u"code"_s, u"encode"_s, u"--key"_s, key}, "Some text\n");
+        QCOMPARE(encoded.exitCode, 0);
         QCOMPARE(encoded.out, QJBlowfishCoding::encodeWithBlowfishKey(QByteArray("Some text\n"), key));
-        const Run decoded = qjkit({u"code"_s, u"decode"_s, u"--key"_s, key, u"-"_s}, encoded.out);
+        const auto decoded = runTool({u"code"_s, u"decode"_s, u"--key"_s, key, u"-"_s}, encoded.out);
         QCOMPARE(decoded.out, QByteArray("Some text\n"));
     }
 
@@ -85,12 +64,12 @@ private Q_SLOTS:
         const QString in = m_dir.filePath(u"in.plist"_s);
         const QString out = m_dir.filePath(u"out.coded"_s);
         QVERIFY(QJPropertyListSerialization::writePropertyListToFile(settings, in, false));
-        QCOMPARE(qjkit({u"plist"_s, u"write-coded"_s, in, out}).status, 0);
+        QCOMPARE(runTool({u"plist"_s, u"write-coded"_s, in, out}).exitCode, 0);
         QCOMPARE(QJBlowfishCoding::readFromCodedFile(out), QJValue(settings));
-        const Run read = qjkit({u"plist"_s, u"read-coded"_s, out});
-        QCOMPARE(read.status, 0);
+        const auto read = runTool({u"plist"_s, u"read-coded"_s, out});
+        QCOMPARE(read.exitCode, 0);
         QCOMPARE(read.out, QJPropertyListSerialization::dataFromPropertyList(settings));
-        QCOMPARE(qjkit({u"plist"_s, u"write-coded"_s, in, m_dir.filePath(u"none/out.coded"_s)}).status, 1);
+        QCOMPARE(runTool({u"plist"_s, u"write-coded"_s, in, m_dir.filePath(u"none/out.coded"_s)}).exitCode, 1);
     }
 };
 

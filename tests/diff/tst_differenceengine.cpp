@@ -2,11 +2,11 @@
 #include <QJDifferenceEngine.h>
 #include <QJDifferenceHtml.h>
 #include <qjdifftokens_p.h>
+#include <qjtestsupport.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRandomGenerator>
 #include <QStringDecoder>
 #include <QTemporaryDir>
@@ -277,19 +277,15 @@ private Q_SLOTS:
             oldText += QChar(c);
         oldText += u"zzzzzz"_s; // left out: the UTF-8 form is six bytes longer
         QTemporaryDir dir;
-        QFile f(dir.filePath(u"old"_s));
-        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(oldText.toUtf8()) > 0);
-        f.close();
-        QProcess tool;
-        tool.start(qEnvironmentVariable("QJKIT_TOOL"), {u"diff"_s, u"--type=9"_s, f.fileName(), u"/dev/null"_s});
-        QVERIFY(tool.waitForFinished(30000));
+        QVERIFY(QJTest::writeFile(dir.filePath(u"old"_s), oldText.toUtf8()));
+        const auto tool = QJTest::runTool({u"diff"_s, u"--type=9"_s, dir.filePath(u"old"_s), u"/dev/null"_s});
         QJsonArray differences;
         for (const DiffObject &d : compare(9, oldText, QString()))
             differences.append(QJsonObject {{u"new"_s, d.newValue()}, {u"old"_s, d.oldValue()}, {u"type"_s, d.type()}});
         QCOMPARE(differences.size(), 1);
         QVERIFY(differences.at(0)[u"old"_s].toString().endsWith(u"~\x7f"_s));
         const QJsonObject expected {{u"differences"_s, differences}, {u"match"_s, 0}};
-        QCOMPARE(tool.readAllStandardOutput(), QJsonDocument(expected).toJson(QJsonDocument::Compact) + '\n');
+        QCOMPARE(tool.out, QJsonDocument(expected).toJson(QJsonDocument::Compact) + '\n');
     }
 
     void command_data()
@@ -321,17 +317,12 @@ private Q_SLOTS:
         QTemporaryDir dir;
         const QList<std::pair<QString, QByteArray>> files {
             {u"a"_s, "x\n\"y\" <&\n\x01\tz\n"}, {u"b"_s, "x\nq"}, {u"c"_s, "!"}, {u"bad"_s, "a \xff b"}};
-        for (const auto &[name, bytes] : files) {
-            QFile f(dir.filePath(name));
-            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size());
-        }
-        QProcess tool;
-        tool.setWorkingDirectory(dir.path());
-        tool.start(qEnvironmentVariable("QJKIT_TOOL"), QStringList {u"diff"_s} + arguments);
-        tool.closeWriteChannel();
-        QVERIFY(tool.waitForFinished(30000));
-        QCOMPARE(tool.exitCode(), status);
-        QCOMPARE(status ? tool.readAllStandardError() : tool.readAllStandardOutput(), output);
+        for (const auto &[name, bytes] : files)
+            QVERIFY(QJTest::writeFile(dir.filePath(name), bytes));
+        const auto tool = QJTest::runTool(
+            QStringList {u"diff"_s} + arguments, QByteArray(), QProcessEnvironment::systemEnvironment(), dir.path());
+        QCOMPARE(tool.exitCode, status);
+        QCOMPARE(status ? tool.err : tool.out, output);
     }
 };
 

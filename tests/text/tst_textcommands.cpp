@@ -1,37 +1,14 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // The text commands of qjkit, run as a user runs them.
 #include "NaturalStringComparison.h"
+#include "qjtestsupport.h"
 
-#include <QProcess>
 #include <QRandomGenerator>
-#include <QTemporaryFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-struct Run
-{
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Run qjkit(const QStringList &args, const QByteArray &input = QByteArray(),
-    const QProcessEnvironment &env = QProcessEnvironment::systemEnvironment())
-{
-    QProcess p;
-    p.setProcessEnvironment(env);
-    p.start(qEnvironmentVariable("QJKIT_TOOL"), args);
-    p.write(input);
-    p.closeWriteChannel();
-    if (!p.waitForFinished(60000))
-        return {};
-    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, p.readAllStandardOutput(),
-        p.readAllStandardError()};
-}
-} // namespace
+using QJTest::runTool;
 
 class TestTextCommands : public QObject
 {
@@ -66,6 +43,11 @@ private Q_SLOTS:
             << u"stats|--whole-words|--range|0:5"_s << "one two!"_ba << 0 << one << none;
         QTest::newRow("stats, UTF-16") << u"stats|--range=1:3"_s << "\xf0\x9f\x98\x80 x"_ba << 0
                                        << "{\"chars\":2,\"lines\":1,\"paragraphs\":1,\"words\":2}\n"_ba << none;
+        QTest::newRow("stats of a file, not of the input")
+            << u"stats|/dev/null"_s << "one two"_ba << 0
+            << "{\"chars\":0,\"lines\":0,\"paragraphs\":0,\"words\":0}\n"_ba << none;
+        QTest::newRow("stats, missing file")
+            << u"stats|/nonexistent/file"_s << none << 2 << none << "qjkit: /nonexistent/file: "_ba;
         QTest::newRow("stats, range outside") << u"stats|--range|3:5"_s << "hello"_ba << 2 << none
                                               << "qjkit: range 3:5 is outside the text (length 5)\n"_ba;
         QTest::newRow("find") << u"find|--selection|0:3|two"_s << t << 0 << "8 3\n"_ba << none;
@@ -90,25 +72,10 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QByteArray, out);
         QFETCH(QByteArray, errStart);
-        const Run r = qjkit(line.split(u'|'), input);
+        const auto r = runTool(line.split(u'|'), input);
         QCOMPARE(r.out, out);
         QVERIFY2(r.err.startsWith(errStart) && (errStart.isEmpty() == r.err.isEmpty()), r.err.constData());
-        QCOMPARE(r.status, status);
-    }
-
-    void statsReadsFiles()
-    {
-        QTemporaryFile file;
-        QVERIFY(file.open());
-        file.write("one two\n\nthree\n");
-        file.close();
-        const QByteArray expected = "{\"chars\":11,\"lines\":2,\"paragraphs\":2,\"words\":3}\n";
-        QCOMPARE(qjkit({u"stats"_s, file.fileName()}).out, expected);
-        QTemporaryFile empty;
-        QVERIFY(empty.open());
-        QCOMPARE(
-            qjkit({u"stats"_s, empty.fileName()}).out, "{\"chars\":0,\"lines\":0,\"paragraphs\":0,\"words\":0}\n"_ba);
-        QCOMPARE(qjkit({u"stats"_s, u"/nonexistent/file"_s}).status, 2);
+        QCOMPARE(r.exitCode, status);
     }
 
     void sortsLargeInputsStably()
@@ -121,8 +88,8 @@ private Q_SLOTS:
             lines.append(u"n%1-%2"_s.arg(int(rng.bounded(5000)), int(rng.bounded(3)) + 1, 10, QChar(u'0')).arg(i % 7));
         QStringList expected = lines;
         std::stable_sort(expected.begin(), expected.end(), NaturalStringComparison::NaturalOrder());
-        const Run r = qjkit({u"sort"_s}, lines.join(u'\n').toUtf8());
-        QCOMPARE(r.status, 0);
+        const auto r = runTool({u"sort"_s}, lines.join(u'\n').toUtf8());
+        QCOMPARE(r.exitCode, 0);
         QCOMPARE(r.out, (expected.join(u'\n') + u'\n').toUtf8());
     }
 
@@ -132,13 +99,13 @@ private Q_SLOTS:
         for (const auto &name : {u"DISPLAY"_s, u"WAYLAND_DISPLAY"_s, u"QT_QPA_PLATFORM"_s})
             env.remove(name);
         const QString path = u"/home/ada/Documents/Drafts/chapter twelve.txt"_s;
-        const Run end = qjkit({u"fit"_s, u"--width"_s, u"80"_s, path}, {}, env);
-        QCOMPARE(end.status, 0);
+        const auto end = runTool({u"fit"_s, u"--width"_s, u"80"_s, path}, {}, env);
+        QCOMPARE(end.exitCode, 0);
         QVERIFY(end.out.startsWith("...") && end.out.size() < path.size());
         QVERIFY(path.endsWith(QString::fromUtf8(end.out.sliced(3).chopped(1))));
-        const Run start = qjkit({u"fit"_s, u"--keep-start"_s, u"--width=80"_s, path}, {}, env);
+        const auto start = runTool({u"fit"_s, u"--keep-start"_s, u"--width=80"_s, path}, {}, env);
         QVERIFY(start.out.endsWith("...\n") && path.startsWith(QString::fromUtf8(start.out.chopped(4))));
-        QCOMPARE(qjkit({u"fit"_s, u"--width"_s, u"1000"_s, u"short"_s}, {}, env).out, "short\n"_ba);
+        QCOMPARE(runTool({u"fit"_s, u"--width"_s, u"1000"_s, u"short"_s}, {}, env).out, "short\n"_ba);
     }
 };
 
