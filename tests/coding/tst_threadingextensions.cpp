@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJPropertyListSerialization.h"
 #include "QJThreadingExtensions.h"
+#include "qjtestsupport.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,14 +19,10 @@
 using namespace Qt::StringLiterals;
 using namespace QJThreadingExtensions;
 
+using QJTest::readFile;
+
 namespace
 {
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
-}
-
 QJValue plistAt(const QString &path)
 {
     return QJPropertyListSerialization::propertyListFromFile(path);
@@ -106,7 +103,7 @@ private Q_SLOTS:
             const QString stem = path(u"w%1"_s.arg(i));
             const Outcome &o = outcomes[i];
             QVERIFY(o.data && o.dictionary && o.array && o.wrapper && !o.failed);
-            QCOMPARE(contents(stem + u".bin"_s), "data " + QByteArray::number(i));
+            QCOMPARE(readFile(stem + u".bin"_s), "data " + QByteArray::number(i));
             QCOMPARE(plistAt(stem + u".plist"_s), QJValue(QJDictionary {{u"worker"_s, i}}));
             QCOMPARE(plistAt(stem + u"-array.plist"_s), QJValue(QJArray {u"worker"_s, i}));
             QVERIFY(QJFileWrapper::fromPath(stem + u".d"_s) == tree(i));
@@ -117,7 +114,7 @@ private Q_SLOTS:
     void regularFileWrappers()
     {
         QVERIFY(threadSecureWriteToFile(QJFileWrapper::regularFile("leaf"), path(u"leaf.bin"_s)));
-        QCOMPARE(contents(path(u"leaf.bin"_s)), QByteArray("leaf"));
+        QCOMPARE(readFile(path(u"leaf.bin"_s)), QByteArray("leaf"));
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Error while writing file \".*/nowhere/leaf\": "_s));
         QVERIFY(!threadSecureWriteToFile(QJFileWrapper::regularFile("leaf"), path(u"nowhere/leaf"_s)));
         QVERIFY(QJThreadingExtensionsSaveResult == false);
@@ -156,12 +153,10 @@ private Q_SLOTS:
         // Over an existing directory: children are added or replaced, other files stay.
         const QString dir = path(u"existing"_s);
         QVERIFY(QDir().mkpath(dir + u"/sub"_s));
-        QFile keep(dir + u"/keep.txt"_s);
-        QVERIFY(keep.open(QIODevice::WriteOnly) && keep.write("kept") == 4);
-        keep.close();
+        QVERIFY(QJTest::writeFile(dir + u"/keep.txt"_s, "kept"));
         QVERIFY(threadSecureWriteToFile(tree(1), dir));
-        QCOMPARE(contents(dir + u"/keep.txt"_s), QByteArray("kept"));
-        QCOMPARE(contents(dir + u"/sub/deep.bin"_s), QByteArray("xx"));
+        QCOMPARE(readFile(dir + u"/keep.txt"_s), QByteArray("kept"));
+        QCOMPARE(readFile(dir + u"/sub/deep.bin"_s), QByteArray("xx"));
 
         // Children that all fail, and a name that would leave the directory: still a success.
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Error while writing file \".*/existing/sub\": "_s));
