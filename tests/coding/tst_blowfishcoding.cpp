@@ -143,16 +143,6 @@ private Q_SLOTS:
         QCOMPARE(encodeWithBlowfishKey(u"Hi\0there"_s, key), codedString);
     }
 
-    void codedFileRoundTrip()
-    {
-        const QString file = path(u"roundtrip.coded"_s);
-        QVERIFY(writeCodedToFile(sample(), file));
-        QCOMPARE(QFileInfo(file).size(), qint64(xmlOf(sample()).size()) * 10);
-        const QJValue read = readFromCodedFile(file);
-        QCOMPARE(read, QJValue(sample()));
-        QVERIFY(!read.toDictionary().isMutable());
-    }
-
     void readCodedFile_data()
     {
         QTest::addColumn<QByteArray>("contents");
@@ -184,7 +174,9 @@ private Q_SLOTS:
         QFile::remove(file);
         if (!contents.isNull())
             QVERIFY(writeFile(file, contents));
-        QCOMPARE(readFromCodedFile(file), expected);
+        const QJValue read = readFromCodedFile(file);
+        QCOMPARE(read, expected);
+        QVERIFY(!read.isDictionary() || !read.toDictionary().isMutable());
     }
 
     // A hard link sees the new contents only when the file is rewritten in place.
