@@ -5,9 +5,8 @@
 #include "QJBundle.h"
 #include "StringSizing.h"
 #include "StringWebExtensions.h"
+#include "qjtestsupport.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -155,10 +154,7 @@ private Q_SLOTS:
     void ellipsisIsLocalizedOnEachUse()
     {
         QTemporaryDir bundle;
-        QVERIFY(QDir(bundle.path()).mkpath(u"en.lproj"_s));
-        QFile strings(bundle.filePath(u"en.lproj/Localizable.strings"_s));
-        QVERIFY(strings.open(QIODevice::WriteOnly) && strings.write("\"...\" = \"\u2026\";\n") > 0);
-        strings.close();
+        QVERIFY(QJTest::writeFile(bundle.filePath(u"en.lproj/Localizable.strings"_s), "\"...\" = \"\u2026\";\n"));
         const QString before = QJBundle::mainBundle().bundlePath();
         QJBundle::setMainBundlePath(bundle.path());
         QCOMPARE(StringSizing::shortenedStringWithSize(u"abcdef"_s, 5, unitWidth), u"\u2026def"_s);
