@@ -47,7 +47,8 @@ private Q_SLOTS:
     void commandLine();
 
 private:
-    QJUpdateCheckResult runCheck(VersionServer &v, int timeout = 10000, const QString &installed = u"41"_s);
+    QJUpdateCheckResult runCheck(VersionServer &v, int timeout = 10000, const QString &installed = u"41"_s,
+        const std::function<void(QJUpdateChecker &)> &adjust = {});
 };
 
 void TestQJUpdateChecker::initTestCase()
@@ -58,7 +59,8 @@ void TestQJUpdateChecker::initTestCase()
     QCOMPARE(QJUpdateChecker::localizedDescriptionKey(), u"en"_s);
 }
 
-QJUpdateCheckResult TestQJUpdateChecker::runCheck(VersionServer &v, int timeout, const QString &installed)
+QJUpdateCheckResult TestQJUpdateChecker::runCheck(
+    VersionServer &v, int timeout, const QString &installed, const std::function<void(QJUpdateChecker &)> &adjust)
 {
     QJUpdateChecker checker;
     checker.setBaseUrl(v.server.baseUrl());
@@ -66,6 +68,8 @@ QJUpdateCheckResult TestQJUpdateChecker::runCheck(VersionServer &v, int timeout,
     checker.setInstalledBuild(installed);
     checker.setTimeout(timeout);
     checker.setMaximumSize(64 * 1024);
+    if (adjust)
+        adjust(checker);
     return checker.check();
 }
 
@@ -278,16 +282,14 @@ void TestQJUpdateChecker::unreachableServer()
     QFETCH(QString, reason);
     VersionServer v;
     v.publishStandardDirectory();
-    QJUpdateChecker checker;
-    checker.setBaseUrl(base.isEmpty() ? v.server.baseUrl() : QUrl(base));
-    checker.setApplicationName(u"Test Writer"_s);
-    checker.setInstalledBuild(u"41"_s);
-    checker.setTimeout(3000);
-    checker.setReachabilityTest([reachable](const QUrl &, QString *why) {
-        *why = u"test network down"_s;
-        return reachable;
+    const QJUpdateCheckResult result = runCheck(v, 3000, u"41"_s, [&](QJUpdateChecker &checker) {
+        if (!base.isEmpty())
+            checker.setBaseUrl(QUrl(base));
+        checker.setReachabilityTest([reachable](const QUrl &, QString *why) {
+            *why = u"test network down"_s;
+            return reachable;
+        });
     });
-    const QJUpdateCheckResult result = checker.check();
     QCOMPARE(int(result.status), status);
     QVERIFY2(result.reason.startsWith(reason), qPrintable(result.reason));
     if (base.isEmpty())
@@ -303,11 +305,9 @@ void TestQJUpdateChecker::thousandsOfVersions()
     for (int i = 0; i < 3000; ++i)
         keys << shapes.at(i % shapes.size()).arg(i);
     v.publish(keys);
-    QJUpdateChecker checker;
-    checker.setBaseUrl(v.server.baseUrl());
-    checker.setApplicationName(u"Test Writer"_s);
-    checker.setInstalledBuild(u"0"_s);
-    const QJUpdateCheckResult result = checker.check();
+    // The index of 3000 versions is larger than the other tests allow.
+    const QJUpdateCheckResult result
+        = runCheck(v, 10000, u"0"_s, [](QJUpdateChecker &c) { c.setMaximumSize(1 << 20); });
     QCOMPARE(result.status, QJUpdateCheckResult::UpdateAvailable);
     // The newest hundred are fetched and listed, in the order of newerVersions().
     QCOMPARE(keysOf(result), QJUpdateChecker::newerVersions(keys, u"0"_s).mid(0, 100));
