@@ -9,6 +9,7 @@
 # deterministically into BUILD_DIR/bench-data the first time. Each command runs RUNS times (default 5)
 # and its median wall-clock time is reported.
 set -euo pipefail
+source "$(dirname "$0")/../../scripts/lib/common.sh"
 build=${1:-build}
 runs=${2:-5}
 qjkit=$build/tools/qjkit/qjkit
@@ -27,16 +28,6 @@ names=$data/names-1M.txt
 
 # wc -m and sort need a UTF-8 locale to count and compare characters rather than bytes.
 export LC_ALL=C.UTF-8
-
-# Median wall-clock seconds of RUNS runs of a command (output discarded).
-median() {
-  local times=() t
-  for ((i = 0; i < runs; i++)); do
-    t=$( { TIMEFORMAT=%3R; time "$@" > /dev/null 2>&1; } 2>&1 )
-    times+=("$t")
-  done
-  printf '%s\n' "${times[@]}" | sort -n | awk '{ a[NR] = $1 } END { print a[int((NR + 1) / 2)] }'
-}
 
 row() { # task, our command text, our time, their command text, their time
   awk -v task="$1" -v ours="$2" -v t1="$3" -v theirs="$4" -v t2="$5" \

@@ -10,6 +10,7 @@
 # 1000 versions newer than the installed build. Each command runs RUNS times (default 5); the
 # median wall-clock time is reported.
 set -euo pipefail
+source "$(dirname "$0")/../../scripts/lib/common.sh"
 build=${1:-build}
 runs=${2:-5}
 qjkit=$build/tools/qjkit/qjkit
@@ -35,24 +36,9 @@ if [[ ! -s $dir/info.plist ]]; then
   } > "$dir/info.plist"
 fi
 
-port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
-python3 -m http.server "$port" --bind 127.0.0.1 --directory "$data" >/dev/null 2>&1 &
-server=$!
-trap 'kill "$server" 2>/dev/null || true' EXIT
-for _ in $(seq 50); do
-  python3 -c "import socket; socket.create_connection(('127.0.0.1', $port), 1)" 2>/dev/null && break
-  sleep 0.1
-done
+serve_directory "$data"
+port=$serve_port
 base="http://127.0.0.1:$port/AppServices/Versions/"
-
-median() {
-  local times=() t
-  for ((i = 0; i < runs; i++)); do
-    t=$( { TIMEFORMAT=%3R; time "$@" > /dev/null 2>&1; } 2>&1 )
-    times+=("$t")
-  done
-  printf '%s\n' "${times[@]}" | sort -n | awk '{ a[NR] = $1 } END { print a[int((NR + 1) / 2)] }'
-}
 
 for count in 100 1000; do
   build_installed=$((2000 - count))
