@@ -85,7 +85,7 @@ BENCH_PACKAGES := libbenchmark-dev libssl-dev wdiff git python3 libplist-utils c
 bench: deps
 	@scripts/install-deps.sh $(BENCH_PACKAGES)
 	cmake -S . -B $(BENCH_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release -DQJKIT_BUILD_BENCH=ON \
-	      -DQJKIT_BUILD_TESTS=OFF -DQJKIT_BUILD_DEMO=ON
+	      -DQJKIT_BUILD_TESTS=OFF -DQJKIT_BUILD_WIDGETS=ON -DQJKIT_BUILD_DEMO=ON
 	cmake --build $(BENCH_DIR) -j $(JOBS)
 	nice python3 scripts/bench-report.py $(BENCH_DIR) docs/performance.md
 
