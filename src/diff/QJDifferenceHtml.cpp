@@ -88,6 +88,12 @@ QByteArray QJDifferenceHtml::htmlFragment(const QList<QJDiffRun> &runs)
 {
     QByteArray html = fragmentOpen;
     QByteArray text;
+    const auto appendSide = [&](const char *open, const char *close) {
+        html += open;
+        appendEscaped(html, text);
+        html += close;
+        text.truncate(0);
+    };
     bool first = true;
     for (const QJDiffRun &run : runs) {
         if (!first)
@@ -95,18 +101,12 @@ QByteArray QJDifferenceHtml::htmlFragment(const QList<QJDiffRun> &runs)
         first = false;
         const Markup m = markup(run.type());
         if (m.showsOld) {
-            text.truncate(0);
             run.appendOldValue(text);
-            html += m.oldOpen;
-            appendEscaped(html, text);
-            html += m.oldClose;
+            appendSide(m.oldOpen, m.oldClose);
         }
         if (m.showsNew) {
-            text.truncate(0);
             run.appendNewValue(text);
-            html += m.newOpen;
-            appendEscaped(html, text);
-            html += m.newClose;
+            appendSide(m.newOpen, m.newClose);
         }
     }
     html += fragmentClose;
