@@ -48,8 +48,14 @@ QJValue parse(const QByteArray &xml)
 // full disk or an exhausted quota fails the write while the old contents are still whole, and a
 // file that this call created is removed again. Only a failure in the middle of writing (an I/O
 // error, the process ending) can leave the file damaged.
-bool writeInPlace(const QString &path, const QByteArray &bytes)
+bool writeInPlace(const QString &path, const QByteArray &bytes, QString *errorString)
 {
+    // Every failure is described by the errno of the call that failed, kept before cleaning up.
+    auto failWith = [&](int error) {
+        if (errorString)
+            *errorString = qt_error_string(error);
+        return false;
+    };
     const QByteArray name = QFile::encodeName(path);
     bool created = true;
     int fd = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -58,16 +64,16 @@ bool writeInPlace(const QString &path, const QByteArray &bytes)
         fd = ::open(name.constData(), O_WRONLY | O_CLOEXEC);
     }
     if (fd < 0)
-        return false;
-    auto fail = [&] {
+        return failWith(errno);
+    auto fail = [&](int error) {
         ::close(fd);
         if (created)
             ::unlink(name.constData());
-        return false;
+        return failWith(error);
     };
     struct stat status;
     if (::fstat(fd, &status) != 0)
-        return fail();
+        return fail(errno);
     const bool regular = S_ISREG(status.st_mode);
     const off_t oldSize = regular ? status.st_size : 0;
     const off_t newSize = off_t(bytes.size());
@@ -76,7 +82,7 @@ bool writeInPlace(const QString &path, const QByteArray &bytes)
         // A file system that cannot reserve room says so; then the write has to take its chance.
         if (error != 0 && error != EOPNOTSUPP && error != EINVAL && error != ENOSYS) {
             (void)::ftruncate(fd, oldSize); // undo a partial extension; the old bytes are untouched
-            return fail();
+            return fail(error);
         }
     }
     for (qsizetype written = 0; written < bytes.size();) {
@@ -84,12 +90,12 @@ bool writeInPlace(const QString &path, const QByteArray &bytes)
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            return fail();
+            return fail(n < 0 ? errno : ENOSPC);
         written += n;
     }
     if (regular && newSize < oldSize && ::ftruncate(fd, newSize) != 0)
-        return fail();
-    return ::close(fd) == 0;
+        return fail(errno);
+    return ::close(fd) == 0 || failWith(errno);
 }
 
 // A coded file being read: its bytes are decoded under one key a block at a time, so that only the
@@ -149,14 +155,13 @@ QString QJBlowfishCoding::decodeWithBlowfishKey(const QString &string, const QSt
     return code(string, key, false);
 }
 
-bool QJBlowfishCoding::writeCodedToFile(const QJDictionary &dictionary, const QString &path)
+bool QJBlowfishCoding::writeCodedToFile(const QJDictionary &dictionary, const QString &path, QString *errorString)
 {
-    const QByteArray xml
-        = QJPropertyListSerialization::dataFromPropertyList(dictionary, QJPropertyListSerialization::XmlFormat_v1_0);
-    const QByteArray coded = encodeWithBlowfishKey(xml, QJCodedFilePrimaryKey);
-    if (coded.isEmpty())
+    const QByteArray xml = QJPropertyListSerialization::dataFromPropertyList(
+        dictionary, QJPropertyListSerialization::XmlFormat_v1_0, errorString);
+    if (xml.isEmpty())
         return false;
-    return writeInPlace(path, coded);
+    return writeInPlace(path, encodeWithBlowfishKey(xml, QJCodedFilePrimaryKey), errorString);
 }
 
 QJValue QJBlowfishCoding::readFromCodedFile(const QString &path)

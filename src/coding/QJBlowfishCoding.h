@@ -72,9 +72,12 @@ QJKITCORE_EXPORT QString decodeWithBlowfishKey(const QString &string, const QStr
  * quota fails the write with the old file whole, and a file the call created is removed again. A
  * failure in the middle of writing (an I/O error, the process ending) leaves the file damaged.
  *
- * @return whether the dictionary could be serialized and the whole file was written.
+ * @return whether the dictionary could be serialized and the whole file was written; if not,
+ * @p errorString receives why (the system's words for a file error: no room, a read-only file
+ * system, no permission, a folder in the way).
  */
-QJKITCORE_EXPORT bool writeCodedToFile(const QJDictionary &dictionary, const QString &path);
+QJKITCORE_EXPORT bool writeCodedToFile(
+    const QJDictionary &dictionary, const QString &path, QString *errorString = nullptr);
 
 /**
  * Reads the coded file at @p path under QJCodedFilePrimaryKey and, when that does not give a

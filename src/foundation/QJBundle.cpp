@@ -2,11 +2,9 @@
 #include "QJBundle.h"
 #include "QJPropertyListSerialization.h"
 #include "qjkitversion.h"
-#include "qjplistformats_p.h"
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <QLocale>
@@ -95,14 +93,9 @@ std::optional<QJDictionary> loadTable(const QString &path)
             return *it;
     }
     std::optional<QJDictionary> table;
-    QFile file(path);
-    if (file.open(QIODevice::ReadOnly) && file.size() <= QJPropertyListSerialization::MaximumSize) {
-        // Bounded for a file whose size says nothing (a pipe, a device): more than the limit is refused.
-        const QJValue parsed = QJPropertyListSerialization::stringsTableFromData(
-            QJPlist::readBounded(file, QJPropertyListSerialization::MaximumSize));
-        if (parsed.isDictionary())
-            table = parsed.toDictionary();
-    }
+    const QJValue parsed = QJPropertyListSerialization::stringsTableFromFile(path);
+    if (parsed.isDictionary())
+        table = parsed.toDictionary();
     QMutexLocker lock(&r.mutex);
     r.tables.insert(path, table);
     return table;

@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QSaveFile>
 
+#include <optional>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -13,6 +15,29 @@ void setError(QString *errorString, const QString &message)
 {
     if (errorString)
         *errorString = message;
+}
+
+// Reads the whole file at path; a file whose size says it is over the limit is refused unread, and
+// one whose size says nothing (a pipe, a device) is read only up to one byte past it.
+std::optional<QByteArray> readFileWithinLimit(const QString &path, const QString &what, QString *errorString)
+{
+    constexpr qint64 Limit = QJPropertyListSerialization::MaximumSize;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        setError(errorString, file.errorString());
+        return std::nullopt;
+    }
+    if (!file.isSequential() && file.size() > Limit) {
+        setError(errorString, u"the %1 is larger than %2 bytes"_s.arg(what).arg(Limit));
+        return std::nullopt;
+    }
+    bool ok = true;
+    QByteArray data = QJPlist::readBounded(file, Limit, &ok);
+    if (!ok) {
+        setError(errorString, file.errorString());
+        return std::nullopt;
+    }
+    return data; // the parsers refuse what is past the limit
 }
 
 bool isHexDigit(char c)
@@ -96,22 +121,8 @@ QJValue QJPropertyListSerialization::propertyListFromData(
 QJValue QJPropertyListSerialization::propertyListFromFile(
     const QString &path, QJMutability mutability, Format *format, QString *errorString)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        setError(errorString, file.errorString());
-        return QJValue();
-    }
-    if (!file.isSequential() && file.size() > MaximumSize) {
-        setError(errorString, u"the file is larger than %1 bytes"_s.arg(MaximumSize));
-        return QJValue();
-    }
-    bool ok = true;
-    const QByteArray data = QJPlist::readBounded(file, MaximumSize, &ok);
-    if (!ok) {
-        setError(errorString, file.errorString());
-        return QJValue();
-    }
-    return propertyListFromData(data, mutability, format, errorString);
+    const std::optional<QByteArray> data = readFileWithinLimit(path, u"file"_s, errorString);
+    return data ? propertyListFromData(*data, mutability, format, errorString) : QJValue();
 }
 
 bool QJPropertyListSerialization::writePropertyListToFile(
@@ -158,6 +169,12 @@ QJValue QJPropertyListSerialization::stringsTableFromData(const QByteArray &data
         return QJValue();
     }
     return table;
+}
+
+QJValue QJPropertyListSerialization::stringsTableFromFile(const QString &path, QString *errorString)
+{
+    const std::optional<QByteArray> data = readFileWithinLimit(path, u"strings table"_s, errorString);
+    return data ? stringsTableFromData(*data, errorString) : QJValue();
 }
 
 QByteArray QJPlist::readBounded(QIODevice &device, qint64 limit, bool *ok)

@@ -78,4 +78,7 @@ public:
      * are read as well. @return the table, or none with @p errorString set.
      */
     static QJValue stringsTableFromData(const QByteArray &data, QString *errorString = nullptr);
+
+    /** Reads and parses the strings table at @p path; larger files than MaximumSize are refused unread. */
+    static QJValue stringsTableFromFile(const QString &path, QString *errorString = nullptr);
 };

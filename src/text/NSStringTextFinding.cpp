@@ -251,7 +251,10 @@ Match literalSearch(QStringView hay, QStringView needle, bool caseInsensitive, b
         if (hay.sliced(p, needle.size()).compare(needle, cs) != 0)
             return {};
     } else {
-        p = backwards ? hay.lastIndexOf(needle, cs) : hay.indexOf(needle, 0, cs);
+        // The last place a match can start is given explicitly: searching back from the view's end
+        // lets a one-unit needle be compared with the unit just past it, which a view that is a
+        // slice of a longer string must never see.
+        p = backwards ? hay.lastIndexOf(needle, hay.size() - needle.size(), cs) : hay.indexOf(needle, 0, cs);
     }
     return p < 0 ? Match() : Match {p, needle.size()};
 }

@@ -195,22 +195,24 @@ private Q_SLOTS:
     }
 
     // A full disk, a read-only file system and a folder the writer may not change: the write
-    // fails and the existing file stays whole, except that a file is rewritten in place wherever
-    // the file itself may be written.
+    // fails with the system's reason and the existing file stays whole, except that a file is
+    // rewritten in place wherever the file itself may be written.
     void writeWhereItCannotBeDone_data()
     {
         QTest::addColumn<QString>("place");
         QTest::addColumn<bool>("inPlaceWorks");
-        QTest::newRow("full disk") << u"full"_s << false;
-        QTest::newRow("read-only file system") << u"read-only"_s << false;
-        QTest::newRow("folder without write permission") << u"locked folder"_s << true;
-        QTest::newRow("file without write permission") << u"locked file"_s << false;
+        QTest::addColumn<QString>("why");
+        QTest::newRow("full disk") << u"full"_s << false << u"No space left on device"_s;
+        QTest::newRow("read-only file system") << u"read-only"_s << false << u"Read-only file system"_s;
+        QTest::newRow("folder without write permission") << u"locked folder"_s << true << u"Permission denied"_s;
+        QTest::newRow("file without write permission") << u"locked file"_s << false << u"Permission denied"_s;
     }
 
     void writeWhereItCannotBeDone()
     {
         QFETCH(QString, place);
         QFETCH(bool, inPlaceWorks);
+        QFETCH(QString, why);
         const QString dir = path(place);
         QVERIFY(QDir().mkpath(dir));
         const QString file = dir + u"/existing.coded"_s;
@@ -233,25 +235,33 @@ private Q_SLOTS:
                     return u"cannot take the write permission away"_s;
             }
             const QJDictionary next = place == u"full" ? large : QJDictionary {{u"version"_s, 2}};
-            if (writeCodedToFile(next, file) != inPlaceWorks)
+            QString error;
+            if (writeCodedToFile(next, file, &error) != inPlaceWorks)
                 return u"rewriting the existing file answered %1"_s.arg(!inPlaceWorks);
+            if (!inPlaceWorks && error != why)
+                return u"rewriting the existing file failed with \"%1\""_s.arg(error);
             if (readFromCodedFile(file) != QJValue(inPlaceWorks ? next : old))
                 return u"the existing file holds %1"_s.arg(readFromCodedFile(file).description());
-            if (place != u"locked file" && (writeCodedToFile(next, fresh) || QFile::exists(fresh)))
+            if (place != u"locked file" && (writeCodedToFile(next, fresh, &error) || QFile::exists(fresh)))
                 return u"a new file was written or left behind"_s;
+            if (place != u"locked file" && error != why)
+                return u"writing a new file failed with \"%1\""_s.arg(error);
             return QString();
         });
     }
 
-    // Where the path cannot be a file at all.
+    // Where the path cannot be a file at all, the reason says what is in the way.
     void writeToPathsThatAreNoFile()
     {
         const QString dir = path(u"folder.coded"_s);
         QVERIFY(QDir().mkpath(dir + u"/inside"_s));
-        QVERIFY(!writeCodedToFile(sample(), dir));
+        QString error;
+        QVERIFY(!writeCodedToFile(sample(), dir, &error));
+        QCOMPARE(error, u"Is a directory"_s);
         QCOMPARE(QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList {u"inside"_s});
         QVERIFY(writeFile(path(u"plain-file"_s), "x"));
-        QVERIFY(!writeCodedToFile(sample(), path(u"plain-file/x.coded"_s)));
+        QVERIFY(!writeCodedToFile(sample(), path(u"plain-file/x.coded"_s), &error));
+        QCOMPARE(error, u"Not a directory"_s);
         QVERIFY(readFromCodedFile(dir).isNone());
     }
 

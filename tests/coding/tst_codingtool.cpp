@@ -69,7 +69,11 @@ private Q_SLOTS:
         const auto read = runTool({u"plist"_s, u"read-coded"_s, out});
         QCOMPARE(read.exitCode, 0);
         QCOMPARE(read.out, QJPropertyListSerialization::dataFromPropertyList(settings));
-        QCOMPARE(runTool({u"plist"_s, u"write-coded"_s, in, m_dir.filePath(u"none/out.coded"_s)}).exitCode, 1);
+        // A failed write says why, in the system's words.
+        const QString missing = m_dir.filePath(u"none/out.coded"_s);
+        const auto failed = runTool({u"plist"_s, u"write-coded"_s, in, missing});
+        QCOMPARE(failed.exitCode, 1);
+        QCOMPARE(failed.err, u"qjkit: %1: could not be written: No such file or directory\n"_s.arg(missing).toUtf8());
     }
 };
 

@@ -112,13 +112,16 @@ void TestQJFiles::hugeFilesAreRefusedUnread()
     QVERIFY(QJTest::makeSparseFile(table, PL::MaximumSize + 1));
     QJValue value;
     QString localized;
+    QString tableError;
     const qint64 rise = QJTest::peakMemoryRiseKiB([&] {
         QJUserDefaults defaults(settings);
         value = defaults.objectForKey(u"k"_s);
         localized = QJBundle(m_dir.filePath(u"bundle"_s)).localizedStringForKey(u"k"_s, QString(), u"Huge"_s);
+        PL::stringsTableFromFile(table, &tableError);
     });
     QVERIFY(value.isNone());
     QCOMPARE(localized, u"k"_s);
+    QCOMPARE(tableError, u"the strings table is larger than %1 bytes"_s.arg(PL::MaximumSize));
     if (rise < 0)
         QSKIP("the kernel does not report peak memory");
     QVERIFY2(rise < 64 * 1024, qPrintable(u"memory rose by %1 KiB"_s.arg(rise)));

@@ -53,6 +53,16 @@ private Q_SLOTS:
         QTest::newRow("regex, anchored") << digits << u"\\d+"_s << 1032u << all << none;
         QTest::newRow("regex in a range") << digits << u"^B2+"_s << 1025u << QJRange {2, 7} << QJRange {2, 3};
         QTest::newRow("invalid regex") << digits << u"("_s << 1024u << all << none;
+        // A range is a slice of a longer string: a backwards search must not see a match just past
+        // either end of it, whether the needle is one unit or more, and whatever its case.
+        QTest::newRow("backwards in a slice") << u"bxbyb"_s << u"b"_s << 4u << QJRange {1, 3} << QJRange {2, 1};
+        QTest::newRow("backwards in a slice, any case")
+            << u"AxaxA"_s << u"a"_s << 5u << QJRange {1, 3} << QJRange {2, 1};
+        QTest::newRow("backwards, match overhanging the end")
+            << u"abxab"_s << u"ab"_s << 4u << QJRange {0, 4} << QJRange {0, 2};
+        QTest::newRow("backwards, any case, overhanging the end")
+            << u"ABxAB"_s << u"ab"_s << 5u << QJRange {1, 3} << none;
+        QTest::newRow("backwards in an empty slice") << u"aa"_s << u"a"_s << 4u << QJRange {1, 0} << none;
     }
     void rangeOfString()
     {
@@ -97,6 +107,12 @@ private Q_SLOTS:
         QTest::newRow("backwards, wrapped") << t << u"two"_s << QJRange {0, 3} << 4u << true << QJRange {8, 3};
         QTest::newRow("wrapped, nothing")
             << u"one two"_s << u"one"_s << QJRange {0, 3} << 4u << true << QJNotFoundRange;
+        // Backwards from a selection, the search covers only what lies before it: the match at the
+        // selection itself is outside, even beside astral characters and in any case.
+        QTest::newRow("backwards, not at the selection")
+            << u"bbéb b😀b😀é😀aééébbbb"_s << u"b"_s << QJRange {5, 0} << 4u << false << QJRange {3, 1};
+        QTest::newRow("backwards, any case, wrapped")
+            << u"ccA ca   b bcbbbcB"_s << u"A"_s << QJRange {2, 0} << 5u << true << QJRange {5, 1};
     }
     void findString()
     {
@@ -107,7 +123,8 @@ private Q_SLOTS:
         QFETCH(bool, wrap);
         QFETCH(QJRange, expected);
         QCOMPARE(NSStringTextFinding::findString(text, needle, selection, options, wrap), expected);
-        QVERIFY_THROWS_EXCEPTION(std::out_of_range, NSStringTextFinding::findString(text, needle, {6, 6}, 0, wrap));
+        QVERIFY_THROWS_EXCEPTION(
+            std::out_of_range, NSStringTextFinding::findString(text, needle, {quint32(text.size()), 1}, 0, wrap));
     }
 
     void encodesAndDeletes()

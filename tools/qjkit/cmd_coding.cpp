@@ -125,8 +125,9 @@ const Cli::Registrar writeCoded({
     .run =
         [](const Cli::Args &args) {
             const QJDictionary dictionary = Cli::readDictionary(args.at(0));
-            if (!QJBlowfishCoding::writeCodedToFile(dictionary, args.at(1)))
-                throw Cli::NothingError(u"%1: could not be written"_s.arg(args.at(1)));
+            QString why;
+            if (!QJBlowfishCoding::writeCodedToFile(dictionary, args.at(1), &why))
+                throw Cli::NothingError(u"%1: could not be written: %2"_s.arg(args.at(1), why));
             return 0;
         },
     .details = u"IN may be any readable property list (\"-\": standard input). OUT holds its XML form, coded under "

@@ -9,7 +9,6 @@
 #include "QJPropertyListSerialization.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -35,13 +34,8 @@ void checkStringsTables(const QString &dir, const QString &table)
     if (files.isEmpty())
         throw Cli::UsageError(u"%1: no strings table \"%2.strings\" in any <lang>.lproj folder"_s.arg(dir, table));
     for (const QString &file : std::as_const(files)) {
-        QFile f(file);
-        if (!f.open(QIODevice::ReadOnly))
-            throw Cli::UsageError(u"%1: %2"_s.arg(file, f.errorString()));
         QString error;
-        if (QJPropertyListSerialization::stringsTableFromData(
-                f.read(QJPropertyListSerialization::MaximumSize + 1), &error)
-                .isNone())
+        if (QJPropertyListSerialization::stringsTableFromFile(file, &error).isNone())
             throw Cli::UsageError(u"%1: %2"_s.arg(file, error));
     }
 }
