@@ -61,6 +61,32 @@ QString fieldText(const QJValue &value)
     return QString();
 }
 
+// The package named by a record: a file name in the version directory or an http(s) address. A
+// record naming one without a usable address, length or signature names none.
+void readPackageFields(const QJDictionary &fields, const QUrl &directory, QJUpdateRecord *record)
+{
+    const QString package = fieldText(fields.objectForKey(u"package"_s));
+    const QJValue length = fields.objectForKey(u"length"_s);
+    const QString signature = fields.objectForKey(u"signature"_s).toString();
+    const QString webPage = fields.objectForKey(u"webPage"_s).toString();
+    const QUrl page(webPage, QUrl::StrictMode);
+    if (page.isValid() && (page.scheme() == u"http" || page.scheme() == u"https"))
+        record->webPage = page;
+    if (package.isEmpty() || !length.isNumber() || signature.isEmpty())
+        return;
+    QUrl address;
+    if (package.startsWith(u"http://"_s) || package.startsWith(u"https://"_s))
+        address = QUrl(package, QUrl::StrictMode);
+    else if (!package.contains(u'/'))
+        address = directory.resolved(QUrl(QString::fromLatin1(QUrl::toPercentEncoding(package)), QUrl::StrictMode));
+    const qint64 bytes = length.toInteger();
+    if (!address.isValid() || address.host().isEmpty() || bytes < 0)
+        return;
+    record->package = address;
+    record->length = bytes;
+    record->signature = signature;
+}
+
 // A bottom-up merge sort that stays inside its buffers whatever the comparison answers: version keys
 // come from a server, and a comparison that is not a strict weak order must not make the sort stray.
 void mergeSort(QStringList &keys)
@@ -279,8 +305,11 @@ void QJUpdateCheckerPrivate::indexArrived(const QByteArray &data, const QString 
         return;
     }
     result.records.clear();
-    for (const QString &key : std::as_const(keys))
-        result.records.append(QJUpdateRecord {key, QString(), QString()});
+    for (const QString &key : std::as_const(keys)) {
+        QJUpdateRecord record;
+        record.key = key;
+        result.records.append(record);
+    }
     nextRecord = 0;
     fetchRecords();
 }
@@ -307,6 +336,7 @@ void QJUpdateCheckerPrivate::recordArrived(qsizetype index, const QByteArray &da
         const QJDictionary fields = record.toDictionary();
         result.records[index].version = fieldText(fields.objectForKey(u"version"_s));
         result.records[index].description = fieldText(fields.objectForKey(descriptionKey));
+        readPackageFields(fields, result.directory, &result.records[index]);
     }
     fetchRecords();
 }

@@ -35,6 +35,14 @@ struct QJUpdateRecord
     QString version;
     /** The record's text under the description key, as plain text. */
     QString description;
+    /** The record's "package" resolved against the version directory; empty when it names none. */
+    QUrl package;
+    /** The record's "length", the package's size in bytes; -1 when it gives none. */
+    qint64 length = -1;
+    /** The record's "signature", the whole text of the package's signature file. */
+    QString signature;
+    /** The record's "webPage", where the version can be fetched by hand. */
+    QUrl webPage;
 
     /** @return whether both records have the same key, version and description. */
     friend bool operator==(const QJUpdateRecord &, const QJUpdateRecord &) = default;
