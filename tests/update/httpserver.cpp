@@ -88,6 +88,9 @@ private:
             socket->write("HTTP/1.1 200 OK\r\n");
             feed(socket, "X-Filler: " + QByteArray(1000, 'a') + "\r\n");
             return false;
+        case HttpServer::CutShort:
+            serveFile(socket, path, true);
+            return false;
         case HttpServer::Trickle: {
             socket->write("HTTP/1.1 200 OK\r\nContent-Length: 50000\r\n\r\n");
             auto *timer = new QTimer(socket);
@@ -109,7 +112,7 @@ private:
         });
     }
 
-    bool serveFile(QTcpSocket *socket, const QString &path)
+    bool serveFile(QTcpSocket *socket, const QString &path, bool cutShort = false)
     {
         // Each segment is decoded on its own, as a file name: an encoded "/" or ".." finds no file.
         QString file = m_owner->m_root;
@@ -126,7 +129,9 @@ private:
         }
         const QByteArray body = f.readAll();
         socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/xml\r\nContent-Length: "
-            + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+            + QByteArray::number(body.size()) + "\r\n\r\n" + (cutShort ? body.left(body.size() / 2) : body));
+        if (cutShort)
+            socket->disconnectFromHost();
         return true;
     }
 

@@ -30,6 +30,7 @@ public:
         RedirectToOtherHost, ///< answers 302 to the same path on "localhost" instead of 127.0.0.1
         RedirectToMoved, ///< answers 302 to the path with "/moved" inserted before its file name
         NotFound, ///< answers 404
+        CutShort, ///< announces the whole file and closes the connection after half of it
     };
 
     explicit HttpServer(const QString &root);
