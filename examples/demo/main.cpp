@@ -116,26 +116,6 @@ void setUpAboutBox()
     about->setAboutText(QTextDocumentFragment::fromHtml(readResource(u":/demo/credits.html"_s)));
 }
 
-// QJUpdater starts the updater with no arguments; the demo tells its updater what was found through
-// the environment the updater inherits.
-void handOverToUpdater(const QJUpdateCheckResult &result)
-{
-    if (result.status != QJUpdateCheckResult::UpdateAvailable || result.records.isEmpty())
-        return;
-    const QJUpdateRecord &newest = result.records.constFirst();
-    const QJBundle main = QJBundle::mainBundle();
-    qputenv("QJKIT_DEMO_UPDATE_APPLICATION", QApplication::applicationName().toUtf8());
-    qputenv("QJKIT_DEMO_UPDATE_VERSION", newest.version.toUtf8());
-    qputenv("QJKIT_DEMO_UPDATE_BUILD", newest.key.toUtf8());
-    qputenv("QJKIT_DEMO_UPDATE_NOTES", newest.description.toUtf8());
-    qputenv("QJKIT_DEMO_UPDATE_SOURCE", result.directory.toString().toUtf8());
-    qputenv("QJKIT_DEMO_UPDATE_INSTALLED",
-        QObject::tr("%1 (build %2)")
-            .arg(main.objectForInfoDictionaryKey(u"CFBundleShortVersionString"_s).toString(),
-                main.objectForInfoDictionaryKey(u"CFBundleVersion"_s).toString())
-            .toUtf8());
-}
-
 // The tour works on a copy of the sample in a deep folder, so the title has a folder to shorten.
 QString prepareTourDocument(const QString &home)
 {
@@ -207,7 +187,7 @@ void scriptTour(Tour &tour, EditorWindow *window, QJAutoUpdate *updates, const b
     tour.addShot(u"07-update"_s, [updates] { return updates->window(); });
 
     tour.add(u"Update: start the updater"_s, [&tour, updates](const Tour::Next &next) {
-        qputenv("QJKIT_DEMO_TOUR_SHOT", QFile::encodeName(tour.directory() + u"/08-updater.png"_s));
+        qputenv("QJKIT_UPDATER_SNAPSHOT", QFile::encodeName(tour.directory() + u"/08-updater.png"_s));
         auto *update = updates->window()->findChild<QPushButton *>(u"updateButton"_s);
         if (!update) {
             tour.fail(u"the update window has no Update button"_s);
@@ -312,7 +292,6 @@ int main(int argc, char **argv)
     QObject::connect(window.action(u"helpAbout"_s), &QAction::triggered, QJAboutBox::aboutBox(),
         [] { QJAboutBox::aboutBox()->open(); });
     QObject::connect(window.action(u"helpCheckForUpdates"_s), &QAction::triggered, updates, &QJAutoUpdate::open);
-    QObject::connect(updates, &QJAutoUpdate::checkFinished, &handOverToUpdater);
 
     std::unique_ptr<Tour> tour;
     bool splashShot = false;

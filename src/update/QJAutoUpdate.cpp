@@ -146,12 +146,16 @@ void QJAutoUpdate::startCheck()
         if (configure)
             configure(checker);
         const QJUpdateCheckResult result = checker.check();
+        const QJUpdateHandover handover
+            = QJUpdateHandover::forRunningApplication(checker.baseUrl(), checker.applicationName(),
+                checker.installedBuild(), result.records.isEmpty() ? QString() : result.records.constFirst().key);
         // Window work goes to the main thread without waiting.
         QJ_HANDOVER_RELEASE(this);
         QMetaObject::invokeMethod(
             this,
-            [this, result] {
+            [this, result, handover] {
                 QJ_HANDOVER_ACQUIRE(this);
+                m_handover = handover.arguments();
                 checkEnded(result);
             },
             Qt::QueuedConnection);
@@ -228,7 +232,7 @@ void QJAutoUpdate::update()
 {
     _savePreferences();
     QString error;
-    if (QJUpdater::launch(&error)) {
+    if (QJUpdater::launch(m_handover, &error)) {
         QCoreApplication::quit();
         return;
     }

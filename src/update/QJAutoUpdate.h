@@ -136,6 +136,7 @@ private:
 
     std::unique_ptr<Ui::QJAutoUpdate> m_ui;
     QPointer<QThread> m_worker;
+    QStringList m_handover; // the updater's arguments for the newest version found
     bool m_checking = false;
     int m_laterInterval = 600000;
     std::function<void(QJUpdateChecker &)> m_configure;

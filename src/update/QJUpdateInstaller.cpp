@@ -252,8 +252,9 @@ QJUpdateInstaller::Outcome QJUpdateInstaller::install()
         d->error = u"the version server cannot be reached: "_s + found.reason;
         return Failed;
     }
+    // The chosen version, or the newest one that names a package.
     for (const QJUpdateRecord &record : found.records) {
-        if (!record.package.isEmpty() && (d->versionKey.isEmpty() || record.key == d->versionKey)) {
+        if (d->versionKey.isEmpty() ? !record.package.isEmpty() : record.key == d->versionKey) {
             d->record = record;
             break;
         }

@@ -47,7 +47,7 @@ public:
     /** How install() ended. */
     enum Outcome {
         Installed, ///< the new version is in place; the old one is kept until confirm() or rollBack()
-        NothingToInstall, ///< no newer version names a package
+        NothingToInstall, ///< no newer version names a package (or the chosen one names none)
         Failed, ///< nothing changed; errorString() says why
     };
     Q_ENUM(Outcome)
@@ -76,7 +76,7 @@ public:
 
     /** Installs the newest version (see the class description) and waits for the outcome. */
     Outcome install();
-    /** @return the record of the version that install() chose. */
+    /** @return the record of the version that install() chose (with no package when it found nothing to install). */
     QJUpdateRecord record() const;
     /** @return why install() failed or found nothing, in plain words. */
     QString errorString() const;

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJUpdater.h"
 #include "QJBundle.h"
+#include "QJUpdateSignature.h"
+
+#include <QCoreApplication>
 
 #include <QFileInfo>
 #include <QMutex>
@@ -11,6 +14,31 @@
 using namespace Qt::StringLiterals;
 
 const QString QJAutoUpdateUpdaterPathKey = u"QJAutoUpdateUpdaterPath"_s;
+const QString QJAutoUpdateInstallPathKey = u"QJAutoUpdateInstallPath"_s;
+
+QStringList QJUpdateHandover::arguments() const
+{
+    return {u"--pid"_s, QString::number(processId), u"--install-dir"_s, installPath, u"--program"_s, program,
+        u"--base-url"_s, baseUrl.toString(), u"--name"_s, applicationName, u"--build"_s, installedBuild, u"--version"_s,
+        versionKey, u"--public-key"_s, publicKey};
+}
+
+QJUpdateHandover QJUpdateHandover::forRunningApplication(
+    const QUrl &baseUrl, const QString &applicationName, const QString &installedBuild, const QString &versionKey)
+{
+    const QJBundle main = QJBundle::mainBundle();
+    const QString folder = main.objectForInfoDictionaryKey(QJAutoUpdateInstallPathKey).toString();
+    QJUpdateHandover handover;
+    handover.processId = QCoreApplication::applicationPid();
+    handover.installPath = folder.isEmpty() ? QCoreApplication::applicationDirPath() : folder;
+    handover.program = QCoreApplication::applicationFilePath();
+    handover.baseUrl = baseUrl;
+    handover.applicationName = applicationName;
+    handover.installedBuild = installedBuild;
+    handover.versionKey = versionKey;
+    handover.publicKey = main.objectForInfoDictionaryKey(QJAutoUpdatePublicKeyKey).toString();
+    return handover;
+}
 
 namespace
 {
@@ -57,6 +85,11 @@ void QJUpdater::setPath(const QString &path)
 
 bool QJUpdater::launch(QString *error)
 {
+    return launch(QStringList(), error);
+}
+
+bool QJUpdater::launch(const QStringList &arguments, QString *error)
+{
     const QString program = path();
     const QFileInfo file(program);
     QString why;
@@ -67,6 +100,7 @@ bool QJUpdater::launch(QString *error)
     else {
         QProcess process;
         process.setProgram(file.absoluteFilePath());
+        process.setArguments(arguments);
         process.setWorkingDirectory(file.absolutePath());
         if (process.startDetached())
             return true;
