@@ -123,6 +123,8 @@ bool QJUpdateInstallerPrivate::download(QJUpdateInstaller *q, const QString &tar
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
     request.setHeader(QNetworkRequest::UserAgentHeader, QByteArrayLiteral("QJKit/" QJKIT_VERSION_STRING));
     QNetworkReply *reply = network.get(request);
+    // Bounded, so that a fast server cannot make the package pile up in memory ahead of the disk.
+    reply->setReadBufferSize(1 << 20);
     QString failure;
     qint64 received = 0;
     const qint64 length = record.length;
