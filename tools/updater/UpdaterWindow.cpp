@@ -74,10 +74,12 @@ UpdaterWindow::UpdaterWindow(const QJUpdateHandover &handover, int startupGraceM
 
 UpdaterWindow::~UpdaterWindow()
 {
+    // Quit while installing: whatever the install reached is undone, so nothing is left half done.
     if (m_worker) {
         if (m_installer)
             m_installer->cancel();
         m_worker->wait();
+        QJUpdateInstaller::recover(m_handover.installPath);
     }
 }
 
@@ -192,6 +194,11 @@ void UpdaterWindow::installEnded(QJUpdateInstaller::Outcome outcome)
         break;
     }
     m_status->setText(tr("Starting %1 %2…").arg(name, record.version));
+    if (!m_startsPrograms) {
+        m_installer->rollBack();
+        QApplication::quit();
+        return;
+    }
     const qint64 pid = spawn(m_handover.program);
     if (pid == 0) {
         m_installer->rollBack();
@@ -232,7 +239,7 @@ void UpdaterWindow::finishWithMessage(const QString &heading, const QString &tex
     m_progress->hide();
     m_buttons->setStandardButtons(QDialogButtonBox::Close);
     connect(m_buttons, &QDialogButtonBox::rejected, this, &QWidget::close, Qt::UniqueConnection);
-    if (startOld && QFileInfo(m_handover.program).isExecutable())
+    if (startOld && m_startsPrograms && QFileInfo(m_handover.program).isExecutable())
         QProcess::startDetached(m_handover.program, {});
     std::fprintf(stderr, "Updater: %s %s\n", qPrintable(heading), qPrintable(text));
 }

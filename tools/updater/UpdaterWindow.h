@@ -25,6 +25,8 @@ public:
 
     // Begins the work; the window closes itself when there is nothing more to say.
     void start();
+    // For pictures of the window: no program is started, whatever happens.
+    void setStartsPrograms(bool starts) { m_startsPrograms = starts; }
 
 private:
     void waitForHost();
@@ -38,6 +40,7 @@ private:
     QJUpdateHandover m_handover;
     int m_startupGraceMs;
     int m_hostWaitMs;
+    bool m_startsPrograms = true;
     QJUpdateInstaller *m_installer = nullptr;
     QThread *m_worker = nullptr;
     QElapsedTimer m_clock;

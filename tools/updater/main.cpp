@@ -51,10 +51,11 @@ int main(int argc, char **argv)
     handover.versionKey = parser.value(version);
     handover.publicKey = parser.value(publicKey);
     UpdaterWindow window(handover, parser.value(grace).toInt(), parser.value(hostWait).toInt());
-    window.start();
     // For pictures of the window in documentation: saved once it has settled; then the updater quits
-    // as if cancelled, and a cut-off install is rolled back by the next run.
+    // as if cancelled, having started no program, and an install it cut off is rolled back.
     const QString snapshot = qEnvironmentVariable("QJKIT_UPDATER_SNAPSHOT");
+    window.setStartsPrograms(snapshot.isEmpty());
+    window.start();
     if (!snapshot.isEmpty()) {
         QTimer::singleShot(700, &window, [&window, snapshot] {
             const bool saved = window.grab().save(snapshot);
