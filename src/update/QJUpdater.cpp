@@ -19,8 +19,8 @@ const QString QJAutoUpdateInstallPathKey = u"QJAutoUpdateInstallPath"_s;
 QStringList QJUpdateHandover::arguments() const
 {
     return {u"--pid"_s, QString::number(processId), u"--install-dir"_s, installPath, u"--program"_s, program,
-        u"--base-url"_s, baseUrl.toString(), u"--name"_s, applicationName, u"--build"_s, installedBuild, u"--version"_s,
-        versionKey, u"--public-key"_s, publicKey};
+        u"--base-url"_s, baseUrl.toString(), u"--application-name"_s, applicationName, u"--build"_s, installedBuild,
+        u"--version"_s, versionKey, u"--public-key"_s, publicKey};
 }
 
 QJUpdateHandover QJUpdateHandover::forRunningApplication(

@@ -27,8 +27,9 @@ class TestUpdater : public QObject
         return process.waitForFinished(20000) && process.exitCode() == 0;
     }
 
-    // A version 4.2 package whose program appends "started 4.2" to the log and ends with @p status.
-    void publish(int status)
+    // A version 4.2 package whose program appends "started 4.2" to the log and ends with @p status;
+    // without @p packaged, the record names only a web page.
+    void publish(int status, bool packaged)
     {
         const QString log = m_dir.filePath(u"started.log"_s);
         const QString stage = m_dir.filePath(u"stage"_s);
@@ -42,9 +43,12 @@ class TestUpdater : public QObject
         QVERIFY(run(u"tar"_s, {u"-czf"_s, package, u"-C"_s, stage, u"."_s}));
         QFile::remove(package + u".minisig"_s);
         QVERIFY(run(u"minisign"_s, {u"-S"_s, u"-s"_s, u"key.sec"_s, u"-m"_s, package}));
-        const QJDictionary record {{u"version"_s, u"4.2"_s}, {u"package"_s, u"app.tar.gz"_s},
-            {u"length"_s, QFileInfo(package).size()},
-            {u"signature"_s, QString::fromUtf8(QJTest::readFile(package + u".minisig"_s))}};
+        QJDictionary record {{u"version"_s, u"4.2"_s}, {u"webPage"_s, u"https://example.org/testwriter"_s}};
+        if (packaged) {
+            record = QJDictionary {{u"version"_s, u"4.2"_s}, {u"package"_s, u"app.tar.gz"_s},
+                {u"length"_s, QFileInfo(package).size()},
+                {u"signature"_s, QString::fromUtf8(QJTest::readFile(package + u".minisig"_s))}};
+        }
         QVERIFY(QJPropertyListSerialization::writePropertyListToFile(record, versions + u"/42.plist"_s, false));
         QVERIFY(QJPropertyListSerialization::writePropertyListToFile(
             QJDictionary {{u"42"_s, u"2026-11-24"_s}}, versions + u"/info.plist"_s, false));
@@ -61,23 +65,27 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("newStatus"); // how the new version's program ends
         QTest::addColumn<bool>("hostRunning");
+        QTest::addColumn<bool>("packaged");
         QTest::addColumn<QByteArray>("installed");
         QTest::addColumn<QByteArray>("started");
         // A new version that runs (and ends well) is kept.
-        QTest::newRow("new version starts") << 0 << false << QByteArray("4.2") << QByteArray("started 4.2\n");
+        QTest::newRow("new version starts") << 0 << false << true << QByteArray("4.2") << QByteArray("started 4.2\n");
         // A new version that fails at once is replaced by the old one, which is started again.
         QTest::newRow("new version fails")
-            << 3 << false << QByteArray("4.1") << QByteArray("started 4.2\nstarted 4.1\n");
+            << 3 << false << true << QByteArray("4.1") << QByteArray("started 4.2\nstarted 4.1\n");
         // A host that does not quit: nothing is changed, and nothing started.
-        QTest::newRow("host still running") << 0 << true << QByteArray("4.1") << QByteArray();
+        QTest::newRow("host still running") << 0 << true << true << QByteArray("4.1") << QByteArray();
+        // A version without a package cannot be installed: the old one is started again.
+        QTest::newRow("no package") << 0 << false << false << QByteArray("4.1") << QByteArray("started 4.1\n");
     }
     void handOver()
     {
         QFETCH(int, newStatus);
         QFETCH(bool, hostRunning);
+        QFETCH(bool, packaged);
         QFETCH(QByteArray, installed);
         QFETCH(QByteArray, started);
-        publish(newStatus);
+        publish(newStatus, packaged);
         HttpServer server(m_dir.filePath(u"srv"_s));
         const QString log = m_dir.filePath(u"started.log"_s);
         QFile::remove(log);
@@ -90,8 +98,9 @@ private Q_SLOTS:
         updater.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         updater.start(QStringLiteral(QJKIT_UPDATER),
             {u"--pid"_s, QString::number(hostRunning ? QCoreApplication::applicationPid() : 0), u"--install-dir"_s,
-                install, u"--program"_s, install + u"/app"_s, u"--base-url"_s, server.baseUrl().toString(), u"--name"_s,
-                u"Test Writer"_s, u"--build"_s, u"41"_s, u"--version"_s, u"42"_s, u"--public-key"_s,
+                install, u"--program"_s, install + u"/app"_s, u"--base-url"_s, server.baseUrl().toString(),
+                u"--application-name"_s, u"Test Writer"_s, u"--build"_s, u"41"_s, u"--version"_s, u"42"_s,
+                u"--public-key"_s,
                 QString::fromUtf8(QJTest::readFile(m_dir.filePath(u"key.pub"_s))).section(u'\n', 1, 1),
                 u"--startup-grace"_s, u"3000"_s, u"--host-wait"_s, u"500"_s});
         QVERIFY(updater.waitForStarted());

@@ -169,6 +169,8 @@ void UpdaterWindow::showProgress(qint64 received, qint64 total)
     m_status->setText(tr("Downloading: %1 of %2 (%3/s)")
                           .arg(locale.formattedDataSize(received), locale.formattedDataSize(total),
                               locale.formattedDataSize(qint64(received / seconds))));
+    if (total > 0 && received == total)
+        Q_EMIT downloaded();
 }
 
 void UpdaterWindow::installEnded(QJUpdateInstaller::Outcome outcome)
@@ -176,13 +178,10 @@ void UpdaterWindow::installEnded(QJUpdateInstaller::Outcome outcome)
     const QString name = m_handover.applicationName;
     const QJUpdateRecord record = m_installer->record();
     switch (outcome) {
-    case QJUpdateInstaller::NothingToInstall: {
-        QString text = tr("Nothing was changed.");
-        if (record.webPage.isValid())
-            text += u' ' + tr("You can download it from %1.").arg(record.webPage.toString());
-        finishWithMessage(tr("This version cannot be installed automatically"), text, true);
+    case QJUpdateInstaller::NothingToInstall:
+        finishWithMessage(
+            tr("This version cannot be installed automatically"), tr("Nothing was changed."), true, record.webPage);
         return;
-    }
     case QJUpdateInstaller::Failed:
         if (m_installer->errorString() == u"cancelled")
             finishWithMessage(tr("The update was cancelled"), tr("Nothing was changed."), true);
@@ -194,11 +193,6 @@ void UpdaterWindow::installEnded(QJUpdateInstaller::Outcome outcome)
         break;
     }
     m_status->setText(tr("Starting %1 %2…").arg(name, record.version));
-    if (!m_startsPrograms) {
-        m_installer->rollBack();
-        QApplication::quit();
-        return;
-    }
     const qint64 pid = spawn(m_handover.program);
     if (pid == 0) {
         m_installer->rollBack();
@@ -232,14 +226,25 @@ void UpdaterWindow::watchNewVersion(qint64 pid)
     poll->start(100);
 }
 
-void UpdaterWindow::finishWithMessage(const QString &heading, const QString &text, bool startOld)
+void UpdaterWindow::finishWithMessage(const QString &heading, const QString &text, bool startOld, const QUrl &webPage)
 {
     m_heading->setText(heading);
     m_status->setText(text);
+    QString said = text;
+    // Only web addresses become links: the record comes from the server.
+    if (webPage.isValid() && (webPage.scheme() == u"https" || webPage.scheme() == u"http")) {
+        const QString address = webPage.toString(QUrl::FullyEncoded);
+        const QString offer = tr("You can download it from %1.");
+        said += u' ' + offer.arg(address);
+        m_status->setTextFormat(Qt::RichText);
+        m_status->setOpenExternalLinks(true);
+        m_status->setText(
+            text.toHtmlEscaped() + u' ' + offer.arg(u"<a href=\"%1\">%1</a>"_s.arg(address.toHtmlEscaped())));
+    }
     m_progress->hide();
     m_buttons->setStandardButtons(QDialogButtonBox::Close);
     connect(m_buttons, &QDialogButtonBox::rejected, this, &QWidget::close, Qt::UniqueConnection);
-    if (startOld && m_startsPrograms && QFileInfo(m_handover.program).isExecutable())
+    if (startOld && QFileInfo(m_handover.program).isExecutable())
         QProcess::startDetached(m_handover.program, {});
-    std::fprintf(stderr, "Updater: %s %s\n", qPrintable(heading), qPrintable(text));
+    std::fprintf(stderr, "Updater: %s %s\n", qPrintable(heading), qPrintable(said));
 }

@@ -5,6 +5,7 @@
 #include "QJUpdater.h"
 
 #include <QElapsedTimer>
+#include <QUrl>
 #include <QWidget>
 
 class QDialogButtonBox;
@@ -25,22 +26,23 @@ public:
 
     // Begins the work; the window closes itself when there is nothing more to say.
     void start();
-    // For pictures of the window: no program is started, whatever happens.
-    void setStartsPrograms(bool starts) { m_startsPrograms = starts; }
+
+Q_SIGNALS:
+    // The whole package has arrived; the window shows it, full bar, size and speed.
+    void downloaded();
 
 private:
     void waitForHost();
     void install();
     void installEnded(QJUpdateInstaller::Outcome outcome);
     void watchNewVersion(qint64 pid);
-    void finishWithMessage(const QString &heading, const QString &text, bool startOld);
+    void finishWithMessage(const QString &heading, const QString &text, bool startOld, const QUrl &webPage = {});
     void showStep(QJUpdateInstaller::Step step);
     void showProgress(qint64 received, qint64 total);
 
     QJUpdateHandover m_handover;
     int m_startupGraceMs;
     int m_hostWaitMs;
-    bool m_startsPrograms = true;
     QJUpdateInstaller *m_installer = nullptr;
     QThread *m_worker = nullptr;
     QElapsedTimer m_clock;

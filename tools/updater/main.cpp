@@ -2,12 +2,11 @@
 // Updater: started by a host's update window (QJAutoUpdate's "Update") with what it needs as
 // arguments. It waits for the host to quit, installs the chosen version with QJUpdateInstaller,
 // starts it, and puts the old version back when the new one fails at start. QJKIT_UPDATER_SNAPSHOT
-// names a file for a picture of its window.
+// names a file for a picture of its window, taken when the download is complete.
 #include "UpdaterWindow.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QTimer>
 
 #include <cstdio>
 
@@ -25,7 +24,8 @@ int main(int argc, char **argv)
     const QCommandLineOption installDir(u"install-dir"_s, u"The application's install folder."_s, u"DIR"_s);
     const QCommandLineOption program(u"program"_s, u"The program to start afterwards."_s, u"PATH"_s);
     const QCommandLineOption baseUrl(u"base-url"_s, u"The version server's base address."_s, u"URL"_s);
-    const QCommandLineOption name(u"name"_s, u"The application's name."_s, u"NAME"_s);
+    // Not "--name": the X11 platform takes that (with "-display", "-visual"…) before the parser sees it.
+    const QCommandLineOption name(u"application-name"_s, u"The application's name."_s, u"NAME"_s);
     const QCommandLineOption build(u"build"_s, u"The installed build."_s, u"BUILD"_s);
     const QCommandLineOption version(u"version"_s, u"The version key to install."_s, u"KEY"_s);
     const QCommandLineOption publicKey(u"public-key"_s, u"The key the package must be signed with."_s, u"KEY"_s);
@@ -51,17 +51,18 @@ int main(int argc, char **argv)
     handover.versionKey = parser.value(version);
     handover.publicKey = parser.value(publicKey);
     UpdaterWindow window(handover, parser.value(grace).toInt(), parser.value(hostWait).toInt());
-    // For pictures of the window in documentation: saved once it has settled; then the updater quits
-    // as if cancelled, having started no program, and an install it cut off is rolled back.
+    // For pictures of the window in documentation; the update goes on.
     const QString snapshot = qEnvironmentVariable("QJKIT_UPDATER_SNAPSHOT");
-    window.setStartsPrograms(snapshot.isEmpty());
-    window.start();
     if (!snapshot.isEmpty()) {
-        QTimer::singleShot(700, &window, [&window, snapshot] {
-            const bool saved = window.grab().save(snapshot);
-            std::printf("Updater: %s %s\n", saved ? "saved" : "could not save", qPrintable(snapshot));
-            QApplication::exit(saved ? 0 : 1);
-        });
+        QObject::connect(
+            &window, &UpdaterWindow::downloaded, &window,
+            [&window, snapshot] {
+                const bool saved = window.grab().save(snapshot);
+                std::printf("Updater: %s %s\n", saved ? "saved" : "could not save", qPrintable(snapshot));
+                std::fflush(stdout);
+            },
+            Qt::SingleShotConnection);
     }
+    window.start();
     return app.exec();
 }
