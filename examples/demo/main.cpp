@@ -2,10 +2,17 @@
 // qjkit-demo: a small writing application that shows how a host uses QJKit.
 //
 //   qjkit-demo [--local-updates] [--tour DIR] [--settings FILE] [FILE]
+//   qjkit-demo --serve-versions DIR
 //
 // Start-up runs through QJApplication and the boot manager under a splash-screen status panel:
 // the settings are read, the document is read on a worker thread, and the update check starts.
 // The editor window appears once start-up is complete.
+//
+// The version and build come from the information dictionary (Resources/Info.plist beside the
+// program), so one program is released as 0.1 and 0.2 (see release.cmake and scripts/demo.sh).
+// Two environment variables outlive an update, because the Updater starts the new version with
+// the old one's environment: QJKIT_DEMO_UPDATE_URL, the version directory to check, and
+// QJKIT_DEMO_ABOUT_SHOT, a file for a picture of the about box, after which the demo quits.
 #include "CompareWindow.h"
 #include "DemoArt.h"
 #include "DemoSettings.h"
@@ -47,13 +54,15 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-// The demo's own version and build, the ones its sample version directory is written for.
-const QString DemoVersion = u"0.1"_s;
-const QString DemoBuild = u"0.1.0"_s;
+// The version and build when the information dictionary names none: the ones the sample version
+// directory is written for.
+const QString DefaultVersion = u"0.1"_s;
+const QString DefaultBuild = u"0.1.0"_s;
 
 struct Options
 {
     bool localUpdates = false;
+    QString serveDirectory;
     QString tourDirectory;
     QString settingsPath;
     QString file;
@@ -73,12 +82,17 @@ Options parseOptions(const QCoreApplication &app)
         u"dir"_s);
     const QCommandLineOption settings(
         u"settings"_s, u"Keep the settings in <file> (a coded property list)."_s, u"file"_s);
-    parser.addOptions({localUpdates, tour, settings});
+    const QCommandLineOption serve(u"serve-versions"_s,
+        u"Serve the version directory <dir> (one folder per application) on 127.0.0.1 until stopped, "
+        "printing its address; opens no window."_s,
+        u"dir"_s);
+    parser.addOptions({localUpdates, tour, settings, serve});
     parser.addPositionalArgument(u"file"_s, u"A UTF-8 text file to open."_s, u"[file]"_s);
     parser.process(app);
     Options options;
     // The tour shows the whole update flow, which needs the local server.
     options.localUpdates = parser.isSet(localUpdates) || parser.isSet(tour);
+    options.serveDirectory = parser.value(serve);
     // Absolute: the updater writes its screenshot there too, from its own working folder.
     if (parser.isSet(tour))
         options.tourDirectory = QDir(parser.value(tour)).absolutePath();
@@ -186,8 +200,11 @@ void scriptTour(Tour &tour, EditorWindow *window, QJAutoUpdate *updates, const b
     tour.addAfter(u"let it settle"_s, 500, [] {});
     tour.addShot(u"07-update"_s, [updates] { return updates->window(); });
 
+    // The Updater saves a picture of itself when the download is complete; the new version it starts
+    // saves one of its about box.
     tour.add(u"Update: start the updater"_s, [&tour, updates](const Tour::Next &next) {
         qputenv("QJKIT_UPDATER_SNAPSHOT", QFile::encodeName(tour.directory() + u"/08-updater.png"_s));
+        qputenv("QJKIT_DEMO_ABOUT_SHOT", QFile::encodeName(tour.directory() + u"/09-about-updated.png"_s));
         auto *update = updates->window()->findChild<QPushButton *>(u"updateButton"_s);
         if (!update) {
             tour.fail(u"the update window has no Update button"_s);
@@ -198,46 +215,63 @@ void scriptTour(Tour &tour, EditorWindow *window, QJAutoUpdate *updates, const b
     });
 }
 
-// The updater runs on after the demo has quit; the tour ends when its screenshot is there.
-bool waitForUpdaterShot(const QString &directory)
+// After an update: the about box of the version now running, saved as @p file; then the demo quits.
+void scriptAboutShot(Tour &tour, EditorWindow *window, const QString &file)
 {
-    const QString shot = directory + u"/08-updater.png"_s;
-    QElapsedTimer waited;
-    waited.start();
-    while (!QFileInfo::exists(shot) && waited.elapsed() < 20000)
-        QThread::msleep(100);
-    if (!QFileInfo::exists(shot)) {
-        std::fprintf(stderr, "tour: failed: the updater saved no %s\n", qPrintable(shot));
-        return false;
+    tour.addWait(u"editor window after start-up"_s, [window] { return window->isVisible(); });
+    tour.addAfter(u"Help > About"_s, 500, [window] { window->action(u"helpAbout"_s)->trigger(); });
+    tour.addAfter(u"let it settle"_s, 1000, [] {});
+    tour.addShot(QFileInfo(file).completeBaseName(), [] { return QJAboutBox::aboutBox()->window(); });
+}
+
+// --serve-versions: a version server for the demo's update that outlives the demo, since the
+// Updater downloads after the demo has quit.
+int serveVersions(const QString &directory)
+{
+    if (!QFileInfo(directory).isDir()) {
+        std::fprintf(stderr, "qjkit-demo: %s is no folder\n", qPrintable(directory));
+        return 1;
     }
-    const qsizetype shots = QDir(directory).entryList({u"*.png"_s}, QDir::Files).size();
-    std::printf("tour: done, %lld screenshots in %s\n", qlonglong(shots), qPrintable(directory));
-    return true;
+    VersionServer server(directory);
+    if (!server.listen()) {
+        std::fprintf(stderr, "qjkit-demo: cannot serve the versions: %s\n", qPrintable(server.errorString()));
+        return 1;
+    }
+    std::printf("Serving %s at %s\n", qPrintable(directory), qPrintable(server.baseUrl().toString()));
+    std::fflush(stdout);
+    return QCoreApplication::exec();
 }
 } // namespace
 
 int main(int argc, char **argv)
 {
-    // Help and version need no windows: without a display, they must not need one either.
+    // Help, version and the server need no windows: without a display, they must not need one either.
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
         && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         for (int i = 1; i < argc; ++i) {
             const QByteArray argument(argv[i]);
             if (argument == "-h" || argument == "--help" || argument == "--help-all" || argument == "-v"
-                || argument == "--version")
+                || argument == "--version" || argument.startsWith("--serve-versions"))
                 qputenv("QT_QPA_PLATFORM", "offscreen");
         }
     }
     QJApplication app(argc, argv);
     QApplication::setOrganizationName(u"QJKit"_s);
     QApplication::setApplicationName(u"QJKit Demo"_s);
-    QApplication::setApplicationVersion(DemoVersion);
+    // Read before anything else asks the main bundle, which fills in the application's version.
+    QJBundle mainBundle = QJBundle::mainBundle();
+    const QString version = mainBundle.objectForInfoDictionaryKey(u"CFBundleShortVersionString"_s).toString();
+    QApplication::setApplicationVersion(version.isEmpty() ? DefaultVersion : version);
+    // The build the update check compares with the versions on the server.
+    if (mainBundle.objectForInfoDictionaryKey(u"CFBundleVersion"_s).toString().isEmpty())
+        mainBundle.setObjectForInfoDictionaryKey(DefaultBuild, u"CFBundleVersion"_s);
     QApplication::setWindowIcon(DemoArt::applicationIcon());
     const Options options = parseOptions(app);
-    const bool touring = !options.tourDirectory.isEmpty();
-
-    // The build the update check compares with the versions on the server.
-    QJBundle::mainBundle().setObjectForInfoDictionaryKey(DemoBuild, u"CFBundleVersion"_s);
+    if (!options.serveDirectory.isEmpty())
+        return serveVersions(options.serveDirectory);
+    const QString aboutShot = qEnvironmentVariable("QJKIT_DEMO_ABOUT_SHOT");
+    qunsetenv("QJKIT_DEMO_ABOUT_SHOT");
+    const bool touring = !options.tourDirectory.isEmpty() || !aboutShot.isEmpty();
 
     // A tour starts from nothing: its own home, preferences, settings and document.
     QTemporaryDir scratch;
@@ -251,7 +285,10 @@ int main(int argc, char **argv)
     }
 
     VersionServer server(u":/demo/versions"_s);
-    if (options.localUpdates) {
+    const QString updateUrl = qEnvironmentVariable("QJKIT_DEMO_UPDATE_URL");
+    if (!updateUrl.isEmpty()) {
+        QJBundle::mainBundle().setObjectForInfoDictionaryKey(updateUrl, QJAutoUpdateBaseURLKey);
+    } else if (options.localUpdates) {
         if (!server.listen()) {
             std::fprintf(stderr, "qjkit-demo: cannot serve the versions: %s\n", qPrintable(server.errorString()));
             return 1;
@@ -295,7 +332,10 @@ int main(int argc, char **argv)
 
     std::unique_ptr<Tour> tour;
     bool splashShot = false;
-    if (touring) {
+    if (!aboutShot.isEmpty()) {
+        tour = std::make_unique<Tour>(QFileInfo(aboutShot).absolutePath());
+        scriptAboutShot(*tour, &window, aboutShot);
+    } else if (touring) {
         tour = std::make_unique<Tour>(options.tourDirectory);
         // Taken the moment the panel names the update check: the manager moves on within the same turn.
         QObject::connect(&splash, &DemoSplash::infoChanged, tour.get(), [&](const QString &info) {
@@ -303,6 +343,8 @@ int main(int argc, char **argv)
                 splashShot = !tour->shoot(&splash, u"01-splash"_s).isEmpty();
         });
         scriptTour(*tour, &window, updates, &splashShot);
+    }
+    if (tour) {
         QObject::connect(tour.get(), &Tour::finished, &app, [&window](bool ok) {
             if (!ok)
                 window.editor()->document()->setModified(false); // nobody is there to answer
@@ -311,8 +353,5 @@ int main(int argc, char **argv)
         QTimer::singleShot(0, tour.get(), &Tour::start);
     }
 
-    const int status = app.exec();
-    if (touring && status == 0)
-        return waitForUpdaterShot(options.tourDirectory) ? 0 : 1;
-    return status;
+    return app.exec();
 }
