@@ -22,6 +22,13 @@ bool QJPlist::decodeText(const QByteArray &data, QString *text)
 
 namespace
 {
+// A character as a message shows it: itself when it can be seen, its code point otherwise.
+QString shown(char16_t c)
+{
+    const QChar ch(c);
+    return ch.isPrint() && !ch.isSpace() ? QString(ch) : u"U+%1"_s.arg(uint(c), 4, 16, QChar(u'0')).toUpper();
+}
+
 bool isUnquotedChar(char16_t c)
 {
     return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'_' || c == u'$'
@@ -57,7 +64,7 @@ public:
             result = readObject(0);
             skipSpace();
             if (!m_failed && !atEnd())
-                fail(u"unexpected \"%1\" after the property list"_s.arg(peek()));
+                fail(u"unexpected \"%1\" after the property list"_s.arg(shown(peek())));
         }
         if (m_failed) {
             if (error)
@@ -129,7 +136,7 @@ private:
             return readQuoted();
         if (isUnquotedChar(c))
             return readUnquoted();
-        return fail(u"unexpected \"%1\" where a value belongs"_s.arg(QChar(c)));
+        return fail(u"unexpected \"%1\" where a value belongs"_s.arg(shown(c)));
     }
 
     QJValue readDictionary(int depth)
@@ -230,7 +237,7 @@ private:
                 break;
             const int v = hexValue(c);
             if (v < 0)
-                return fail(u"data holds \"%1\", which is not a hexadecimal digit"_s.arg(QChar(c)));
+                return fail(u"data holds \"%1\", which is not a hexadecimal digit"_s.arg(shown(c)));
             if (high < 0) {
                 high = v;
             } else {

@@ -234,10 +234,13 @@ void QJUpdateCheckerPrivate::fetchHop(const QUrl &origin, const QUrl &url, int h
                 fetchHop(origin, next, hops + 1, due, done);
             return;
         }
+        // A status the server gave says more, and more briefly, than the transfer error made of it.
+        if (error.isEmpty() && status != 0 && (status < 200 || status > 299))
+            error = u"HTTP status %1 %2"_s.arg(status)
+                        .arg(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString())
+                        .trimmed();
         if (error.isEmpty() && reply->error() != QNetworkReply::NoError)
             error = reply->errorString();
-        if (error.isEmpty() && (status < 200 || status > 299))
-            error = u"HTTP status %1"_s.arg(status);
         if (error.isEmpty())
             state->data += reply->read(maximumSize + 1 - state->data.size());
         if (error.isEmpty() && state->data.size() > maximumSize)
@@ -286,7 +289,7 @@ void QJUpdateCheckerPrivate::indexArrived(const QByteArray &data, const QString 
     QStringList published;
     QString reason;
     if (!error.isEmpty()) {
-        reason = u"the version index could not be read: "_s + error;
+        reason = error;
     } else {
         QString parseError;
         const QJValue index
@@ -294,8 +297,7 @@ void QJUpdateCheckerPrivate::indexArrived(const QByteArray &data, const QString 
         if (index.isDictionary())
             published = index.toDictionary().allKeys();
         else
-            reason = u"the version index is not a dictionary"_s
-                + (parseError.isEmpty() ? QString() : u": "_s + parseError);
+            reason = u"not a property-list dictionary"_s + (parseError.isEmpty() ? QString() : u": "_s + parseError);
     }
     keys = QJUpdateChecker::newerVersions(published, installedBuild);
     if (maximumVersions >= 0 && keys.size() > maximumVersions)

@@ -100,17 +100,18 @@ struct ToolResult
 };
 
 /**
- * Runs the qjkit tool built with the tests, feeding @p input on standard input, in @p environment
+ * Runs @p program with @p arguments, feeding @p input on standard input, in @p environment
  * and @p workingDirectory (default: the test's own).
  */
-inline ToolResult runTool(const QStringList &arguments, const QByteArray &input = QByteArray(),
+inline ToolResult runProgram(const QString &program, const QStringList &arguments,
+    const QByteArray &input = QByteArray(),
     const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
     const QString &workingDirectory = QString())
 {
     QProcess process;
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(workingDirectory);
-    process.start(qEnvironmentVariable("QJKIT_TOOL"), arguments);
+    process.start(program, arguments);
     if (!process.waitForStarted())
         return {};
     process.write(input);
@@ -118,5 +119,13 @@ inline ToolResult runTool(const QStringList &arguments, const QByteArray &input 
     process.waitForFinished(120000);
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1, process.readAllStandardOutput(),
         process.readAllStandardError()};
+}
+
+/** Runs the qjkit tool built with the tests; as runProgram(). */
+inline ToolResult runTool(const QStringList &arguments, const QByteArray &input = QByteArray(),
+    const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
+    const QString &workingDirectory = QString())
+{
+    return runProgram(qEnvironmentVariable("QJKIT_TOOL"), arguments, input, environment, workingDirectory);
 }
 } // namespace QJTest

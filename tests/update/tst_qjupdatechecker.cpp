@@ -269,9 +269,8 @@ void TestQJUpdateChecker::unreachableServer_data()
         << u"no-such-host.invalid: "_s;
     QTest::newRow("not an http address") << u"ftp://127.0.0.1/AppServices/Versions/"_s << true
                                          << int(QJUpdateCheckResult::NotReachable) << u"not an http or https"_s;
-    QTest::newRow("closed port: reachable, no index")
-        << u"http://127.0.0.1:1/AppServices/Versions/"_s << true << int(QJUpdateCheckResult::NoUpdate)
-        << u"the version index could not be read"_s;
+    QTest::newRow("closed port: reachable, no index") << u"http://127.0.0.1:1/AppServices/Versions/"_s << true
+                                                      << int(QJUpdateCheckResult::NoUpdate) << u"Connection refused"_s;
 }
 
 void TestQJUpdateChecker::unreachableServer()
@@ -338,6 +337,15 @@ void TestQJUpdateChecker::commandLine_data()
     QTest::newRow("server not reachable") << QStringList {u"check-update"_s, u"--base-url"_s,
         u"http://no-such-host.invalid/AppServices/Versions/"_s, u"--name"_s, u"W"_s, u"--build"_s,
         u"1"_s} << 1 << QByteArray() << QByteArray("qjkit: update server not reachable: no-such-host.invalid: ");
+    // No index (a misspelt name: 404; a closed port) is still "nothing newer", but it says why.
+    QTest::newRow("no index") << QStringList {u"check-update"_s, u"--base-url"_s, u"@"_s, u"--name"_s, u"Test Writr"_s,
+        u"--build"_s, u"1"_s} << 0
+                              << QByteArray("[]\n")
+                              << QByteArray("qjkit: no version index: HTTP status 404 Not Found\n");
+    QTest::newRow("closed port") << QStringList {u"check-update"_s, u"--base-url"_s,
+        u"http://127.0.0.1:1/AppServices/Versions/"_s, u"--name"_s, u"W"_s, u"--build"_s, u"1"_s}
+                                 << 0 << QByteArray("[]\n")
+                                 << QByteArray("qjkit: no version index: Connection refused\n");
     QTest::newRow("missing build") << check << 2 << QByteArray()
                                    << QByteArray("qjkit: check-update: the option --build is required");
 }

@@ -4,6 +4,7 @@
 #include "QJValue.h"
 #include "qjkitversion.h"
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -15,6 +16,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+
+#include <sys/mman.h>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define QJKIT_SANITIZED 1
@@ -36,35 +39,84 @@ QList<Command> &registry()
     return list;
 }
 
+constexpr qsizetype HelpWidth = 80;
+constexpr qsizetype LeftColumn = 26;
+
+// @return @p text broken into lines of at most HelpWidth columns, each after @p indent spaces; the
+// first line starts at column @p firstColumn (text already written on it). Line feeds are kept.
+QString wrapped(const QString &text, qsizetype indent, qsizetype firstColumn)
+{
+    QString out;
+    qsizetype column = firstColumn;
+    const QStringList paragraphs = text.split(u'\n');
+    for (qsizetype p = 0; p < paragraphs.size(); ++p) {
+        if (p > 0) {
+            out += u'\n' + QString(indent, u' ');
+            column = indent;
+        }
+        bool lineStart = true;
+        for (const QString &word : paragraphs.at(p).split(u' ', Qt::SkipEmptyParts)) {
+            if (!lineStart && column + 1 + word.size() > HelpWidth) {
+                out += u'\n' + QString(indent, u' ');
+                column = indent;
+                lineStart = true;
+            }
+            if (!lineStart) {
+                out += u' ';
+                ++column;
+            }
+            out += word;
+            column += word.size();
+            lineStart = false;
+        }
+    }
+    return out;
+}
+
+// One "  NAME  description" row, the description wrapped in its column.
+QString helpRow(const QString &left, const QString &description)
+{
+    QString row = u"  "_s + left;
+    if (row.size() + 2 > LeftColumn)
+        row += u'\n' + QString(LeftColumn, u' ');
+    else
+        row += QString(LeftColumn - row.size(), u' ');
+    return row + wrapped(description, LeftColumn, LeftColumn) + u'\n';
+}
+
 QString commandHelp(const Command &c)
 {
-    QString text = u"Usage: qjkit %1%2%3\n\n%4\n"_s.arg(c.name, c.options.isEmpty() ? QString() : u" [OPTIONS]"_s,
-        c.arguments.isEmpty() ? QString() : u' ' + c.arguments, c.summary);
+    const QString usage = u"Usage: qjkit %1%2%3"_s.arg(c.name, c.options.isEmpty() ? QString() : u" [OPTIONS]"_s,
+        c.arguments.isEmpty() ? QString() : u' ' + c.arguments);
+    QString text = wrapped(usage, 7, 0) + u"\n\n"_s + wrapped(c.summary, 0, 0) + u'\n';
     if (!c.details.isEmpty())
-        text += u'\n' + c.details + u'\n';
+        text += u'\n' + wrapped(c.details, 0, 0) + u'\n';
     QList<Option> options = c.options;
-    options.append({u"--help"_s, QString(), u"Shows this help."_s});
+    options.append({u"-h, --help"_s, QString(), u"Shows this help."_s});
+    options.append({u"-v, --version"_s, QString(), u"Shows the version of qjkit."_s});
     text += u"\nOptions:\n"_s;
-    for (const Option &o : options) {
-        const QString left = o.valueName.isEmpty() ? o.name : o.name + u' ' + o.valueName;
-        text += u"  %1  %2\n"_s.arg(left, -22).arg(o.description);
-    }
+    for (const Option &o : std::as_const(options))
+        text += helpRow(o.valueName.isEmpty() ? o.name : o.name + u' ' + o.valueName, o.description);
     return text;
 }
 
 QString toolHelp(const QString &prefix = QString())
 {
-    QString text = u"Usage: qjkit COMMAND [OPTIONS] ARGS\n\n"
-                   "Tries QJKit's capabilities from the command line. A missing FILE or \"-\" reads standard input;\n"
-                   "text is read as UTF-8. Exit status: 0 success, 1 the operation answered nothing, 2 usage or\n"
-                   "input error.\n\nCommands:\n"_s;
+    QString text = u"Usage: qjkit COMMAND [OPTIONS] ARGS\n\n"_s
+        + wrapped(u"Tries QJKit's capabilities from the command line. A missing FILE or \"-\" reads standard input; "
+                  "text is read as UTF-8. Exit status: 0 success, 1 the operation answered nothing, 2 usage or "
+                  "input error."_s,
+            0, 0)
+        + u"\n\nCommands:\n"_s;
     QList<Command> sorted = registry();
     std::sort(sorted.begin(), sorted.end(), [](const Command &a, const Command &b) { return a.name < b.name; });
     for (const Command &c : std::as_const(sorted)) {
         if (!prefix.isEmpty() && !c.name.startsWith(prefix + u' '))
             continue;
-        text += u"  %1  %2\n"_s.arg(c.name, -22).arg(c.summary);
+        text += helpRow(c.name, c.summary);
     }
+    text += u"\nOptions:\n"_s + helpRow(u"-h, --help"_s, u"Shows this help."_s)
+        + helpRow(u"-v, --version"_s, u"Shows the version of qjkit."_s);
     text += u"\nRun \"qjkit COMMAND --help\" for a command's options.\n"_s;
     return text;
 }
@@ -88,41 +140,64 @@ const QList<Command> &commands()
 
 Args::Args(const Command &command, const QStringList &words)
 {
-    bool optionsEnded = false;
+    // Every word that does not start with "--" is an argument, so that texts such as "-5" or "-"
+    // keep reaching the command as they always have; the options and their values are gathered
+    // first and the arguments follow a "--" for the parser.
+    QStringList optionWords;
+    QStringList arguments;
     for (qsizetype i = 0; i < words.size(); ++i) {
         const QString &w = words.at(i);
-        if (optionsEnded || !w.startsWith(u"--"_s)) {
-            m_positional.append(w);
-            continue;
-        }
         if (w == u"--") {
-            optionsEnded = true;
-            continue;
+            arguments += words.mid(i + 1);
+            break;
         }
-        QString name = w;
-        QString inlineValue;
-        bool hasInline = false;
-        if (const qsizetype eq = w.indexOf(u'='); eq > 0) {
-            name = w.left(eq);
-            inlineValue = w.mid(eq + 1);
-            hasInline = true;
-        }
-        const auto option = std::find_if(
-            command.options.cbegin(), command.options.cend(), [&](const Option &o) { return o.name == name; });
-        if (option == command.options.cend())
-            throw UsageError(u"%1: unknown option %2 (see \"qjkit %1 --help\")"_s.arg(command.name, name));
-        if (option->valueName.isEmpty()) {
-            if (hasInline)
-                throw UsageError(u"%1: option %2 takes no value"_s.arg(command.name, name));
-            m_flags.append(name);
-        } else if (hasInline) {
-            m_values.insert(name, inlineValue);
+        if (w == u"-h" || w == u"-v") {
+            optionWords.append(w);
+        } else if (!w.startsWith(u"--"_s)) {
+            arguments.append(w);
         } else {
-            if (i + 1 >= words.size())
-                throw UsageError(u"%1: option %2 needs a value %3"_s.arg(command.name, name, option->valueName));
-            m_values.insert(name, words.at(++i));
+            optionWords.append(w);
+            const auto option = std::find_if(
+                command.options.cbegin(), command.options.cend(), [&w](const Option &o) { return o.name == w; });
+            if (option != command.options.cend() && !option->valueName.isEmpty()) {
+                if (i + 1 >= words.size())
+                    throw UsageError(u"%1: missing value after '%2' (see \"qjkit %1 --help\")"_s.arg(command.name, w));
+                optionWords.append(words.at(++i));
+            }
         }
     }
+
+    QCommandLineParser parser;
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    for (const Option &o : command.options) {
+        parser.addOption(QCommandLineOption(o.name.mid(2), o.description, o.valueName));
+    }
+    const QCommandLineOption help(QStringList {u"h"_s, u"help"_s});
+    const QCommandLineOption version(QStringList {u"v"_s, u"version"_s});
+    parser.addOptions({help, version});
+    if (!parser.parse(QStringList {u"qjkit"_s} + optionWords + QStringList {u"--"_s} + arguments)) {
+        // Qt's sentence, in the style of the tool's other messages.
+        QString why = parser.errorText();
+        if (why.endsWith(u'.'))
+            why.chop(1);
+        if (!why.isEmpty())
+            why[0] = why.at(0).toLower();
+        throw UsageError(u"%1: %2 (see \"qjkit %1 --help\")"_s.arg(command.name, why));
+    }
+    m_help = parser.isSet(help);
+    m_version = parser.isSet(version);
+    for (const Option &o : command.options) {
+        const QString name = o.name.mid(2);
+        if (!parser.isSet(name))
+            continue;
+        if (o.valueName.isEmpty())
+            m_flags.append(o.name);
+        else
+            m_values.insert(o.name, parser.values(name).constLast());
+    }
+    m_positional = parser.positionalArguments();
+    if (m_help || m_version)
+        return;
     const qsizetype n = m_positional.size();
     if (n < command.minPositional || (command.maxPositional >= 0 && n > command.maxPositional)) {
         throw UsageError(u"%1: expected %2, got %3 argument%4 (see \"qjkit %1 --help\")"_s
@@ -149,7 +224,7 @@ QString inputName(const QString &file)
     return file == u"-" ? u"standard input"_s : file;
 }
 
-QByteArray readInput(const QString &file)
+QByteArray readInput(const QString &file, qint64 limit)
 {
     QFile f;
     bool opened;
@@ -161,26 +236,83 @@ QByteArray readInput(const QString &file)
     }
     if (!opened)
         throw UsageError(u"%1: %2"_s.arg(inputName(file), f.errorString()));
-    QByteArray data = f.readAll();
-    if (f.error() != QFileDevice::NoError)
-        throw UsageError(u"%1: %2"_s.arg(inputName(file), f.errorString()));
+    const auto tooLarge = [&] { return UsageError(u"%1: larger than %2 bytes"_s.arg(inputName(file)).arg(limit)); };
+    // A file says its size, and one over the limit is refused unread; a pipe or device is read up
+    // to the limit and refused once it gives more.
+    if (!f.isSequential() && f.size() > limit)
+        throw tooLarge();
+    QByteArray data;
+    if (!f.isSequential())
+        data.reserve(f.size());
+    constexpr qint64 Block = 1 << 20;
+    for (;;) {
+        const qsizetype had = data.size();
+        const qint64 room = std::min<qint64>(Block, limit + 1 - had);
+        data.resize(had + room);
+        const qint64 got = f.read(data.data() + had, room);
+        if (got < 0)
+            throw UsageError(u"%1: %2"_s.arg(inputName(file), f.errorString()));
+        data.resize(had + got);
+        if (data.size() > limit)
+            throw tooLarge();
+        if (got == 0)
+            break;
+    }
     return data;
+}
+
+Input::Input(const QString &file)
+{
+    if (file != u"-") {
+        m_file.setFileName(file);
+        if (m_file.open(QIODevice::ReadOnly) && !m_file.isSequential() && m_file.size() > 0) {
+            if (m_file.size() > MaximumInputSize)
+                throw UsageError(u"%1: larger than %2 bytes"_s.arg(file).arg(MaximumInputSize));
+            if (uchar *mapped = m_file.map(0, m_file.size())) {
+#ifdef MADV_POPULATE_READ
+                // All of it is read: one call maps every page instead of one fault each.
+                madvise(mapped, std::size_t(m_file.size()), MADV_POPULATE_READ);
+#endif
+                bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), m_file.size());
+                return;
+            }
+        }
+        m_file.close();
+    }
+    bytes = readInput(file);
 }
 
 QString readText(const QString &file)
 {
-    const QByteArray data = readInput(file);
+    const Input input(file);
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder(data);
+    QString text = decoder(input.bytes);
     if (decoder.hasError())
         throw UsageError(u"%1: not valid UTF-8 text"_s.arg(inputName(file)));
     return text;
 }
 
+namespace
+{
+bool outputFailed = false;
+
+[[noreturn]] void throwOutputError()
+{
+    outputFailed = true;
+    throw UsageError(u"cannot write the output: %1"_s.arg(qt_error_string(errno)));
+}
+} // namespace
+
 void writeOut(const QByteArray &bytes)
 {
     if (!bytes.isEmpty() && std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout) != size_t(bytes.size()))
-        throw UsageError(u"cannot write to standard output"_s);
+        throwOutputError();
+}
+
+void flushOutput()
+{
+    if (!outputFailed && std::fflush(stdout) != 0)
+        throwOutputError();
 }
 
 void writeOut(const QString &text)
@@ -234,7 +366,14 @@ void keepUntilExit(const QJValue &value)
 
 void exit(int status)
 {
-    std::fflush(stdout);
+    // Output still buffered is written now; failing to is an error like any other write.
+    try {
+        flushOutput();
+    } catch (const UsageError &e) {
+        if (status != 2) // an error already said is the one line
+            printError(QString::fromStdString(e.what()));
+        status = 2;
+    }
     std::fflush(stderr);
 #ifdef QJKIT_SANITIZED
     // Sanitized builds take everything apart, so that the leak checker sees a clean end: the
@@ -248,19 +387,24 @@ void exit(int status)
 #endif
 }
 
+void printVersion()
+{
+    printLine(u"qjkit " QJKIT_VERSION_STRING ""_s);
+}
+
 int main(const QStringList &arguments)
 {
     const QStringList words = arguments.mid(1);
     if (words.isEmpty()) {
-        std::fputs(qPrintable(toolHelp()), stderr);
+        printError(u"a command is missing (see \"qjkit --help\")"_s);
         return 2;
     }
     if (words.first() == u"--help" || words.first() == u"-h" || words.first() == u"help") {
         writeOut(toolHelp());
         return 0;
     }
-    if (words.first() == u"--version") {
-        printLine(u"qjkit " QJKIT_VERSION_STRING ""_s);
+    if (words.first() == u"--version" || words.first() == u"-v") {
+        printVersion();
         return 0;
     }
 
@@ -271,33 +415,40 @@ int main(const QStringList &arguments)
             const bool isGroup = std::any_of(registry().cbegin(), registry().cend(),
                 [&](const Command &c) { return c.name.startsWith(words.first() + u' '); });
             if (isGroup) {
-                const bool help = words.size() > 1 && words.at(1) == u"--help";
+                const bool help = words.size() > 1 && (words.at(1) == u"--help" || words.at(1) == u"-h");
+                if (words.size() > 1 && (words.at(1) == u"--version" || words.at(1) == u"-v")) {
+                    printVersion();
+                    return 0;
+                }
                 if (help) {
                     writeOut(toolHelp(words.first()));
                     return 0;
                 }
-                std::fputs(qPrintable(toolHelp(words.first())), stderr);
                 throw UsageError(words.size() > 1 ? u"%1: unknown command \"%2\""_s.arg(words.at(0), words.at(1))
                                                   : u"%1: a command is missing"_s.arg(words.at(0)));
             }
             throw UsageError(u"unknown command \"%1\" (see \"qjkit --help\")"_s.arg(words.first()));
         }
-        const QStringList rest = words.mid(used);
-        const qsizetype optionsEnd = rest.indexOf(u"--"_s);
-        if ((optionsEnd < 0 ? rest : rest.mid(0, optionsEnd)).contains(u"--help"_s)) {
+        const Args args(*command, words.mid(used));
+        if (args.help()) {
             writeOut(commandHelp(*command));
             return 0;
         }
-        const Args args(*command, rest);
+        if (args.version()) {
+            printVersion();
+            return 0;
+        }
         const int status = command->run(args);
-        std::fflush(stdout);
+        flushOutput();
         return status;
     } catch (const UsageError &e) {
-        std::fflush(stdout);
+        if (!outputFailed)
+            std::fflush(stdout);
         printError(QString::fromStdString(e.what()));
         return 2;
     } catch (const NothingError &e) {
-        std::fflush(stdout);
+        if (!outputFailed)
+            std::fflush(stdout);
         if (*e.what())
             printError(QString::fromStdString(e.what()));
         return 1;

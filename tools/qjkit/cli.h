@@ -6,6 +6,7 @@
 // every command follows the same conventions (see "qjkit --help").
 
 #include <QByteArray>
+#include <QFile>
 #include <QHash>
 #include <QList>
 #include <QString>
@@ -61,6 +62,10 @@ class Args
 public:
     Args(const Command &command, const QStringList &words);
 
+    /** -h or --help was given: the command shows its help and does nothing else. */
+    bool help() const { return m_help; }
+    /** -v or --version was given. */
+    bool version() const { return m_version; }
     bool flag(const QString &name) const { return m_flags.contains(name); }
     bool has(const QString &name) const { return m_values.contains(name); }
     QString value(const QString &name, const QString &fallback = QString()) const
@@ -80,6 +85,8 @@ private:
     QStringList m_flags;
     QHash<QString, QString> m_values;
     QStringList m_positional;
+    bool m_help = false;
+    bool m_version = false;
 };
 
 /** Registers a command when the program starts. */
@@ -90,9 +97,32 @@ struct Registrar
 
 const QList<Command> &commands();
 
-/** Reads a file, or standard input for "-"; a usage error names the file when it cannot be read. */
-QByteArray readInput(const QString &file);
-/** Reads a file as UTF-8 text; invalid UTF-8 is a usage error. */
+/** The most a command reads as text or bytes: 1 GiB. */
+constexpr qint64 MaximumInputSize = qint64(1) << 30;
+
+/**
+ * Reads a file, or standard input for "-", of at most @p limit bytes; a usage error names the file
+ * when it cannot be read or is larger.
+ */
+QByteArray readInput(const QString &file, qint64 limit = MaximumInputSize);
+/**
+ * The bytes of a file (at most MaximumInputSize), or of standard input for "-": a regular file is
+ * mapped, not copied, for as long as the object lives; anything else is read.
+ */
+class Input
+{
+public:
+    explicit Input(const QString &file);
+    Input(const Input &) = delete;
+    Input &operator=(const Input &) = delete;
+
+    QByteArray bytes;
+
+private:
+    QFile m_file;
+};
+
+/** Reads a file (at most MaximumInputSize bytes) as UTF-8 text; invalid UTF-8 is a usage error. */
 QString readText(const QString &file);
 /** The name a message uses for an input: the file name, or "standard input" for "-". */
 QString inputName(const QString &file);
@@ -103,6 +133,8 @@ void writeOut(const QString &text);
 void printLine(const QString &text);
 /** Writes @p value as one compact JSON line. */
 void printJson(const QJsonValue &value);
+/** Writes what is still buffered; a usage error "cannot write the output: <why>" when it cannot. */
+void flushOutput();
 /** Writes "qjkit: <message>" on standard error. */
 void printError(const QString &message);
 
@@ -117,6 +149,9 @@ void keepUntilExit(const QJValue &value);
 
 /** Flushes the output and ends the process with @p status (see keepUntilExit()). */
 [[noreturn]] void exit(int status);
+
+/** Prints "qjkit VERSION". */
+void printVersion();
 
 /** Runs the tool on the process's arguments. @return the exit status. */
 int main(const QStringList &arguments);

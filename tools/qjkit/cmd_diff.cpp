@@ -22,9 +22,6 @@
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
-#if __has_include(<sys/mman.h>)
-#include <sys/mman.h>
-#endif
 
 using namespace Qt::StringLiterals;
 
@@ -283,38 +280,6 @@ void printDifferences(const QList<QJDiffRun> &runs, float match)
     Cli::writeOut(out);
 }
 
-// A text file's bytes: mapped when it is a regular file that is not empty, read otherwise
-// (standard input, devices). The mapping lasts as long as the object.
-class TextInput
-{
-public:
-    explicit TextInput(const QString &file)
-    {
-        if (file != u"-") {
-            m_file.setFileName(file);
-            if (m_file.open(QIODevice::ReadOnly) && m_file.size() > 0) {
-                if (uchar *mapped = m_file.map(0, m_file.size())) {
-#ifdef MADV_POPULATE_READ
-                    // All of it is read: one call maps every page instead of one fault each.
-                    madvise(mapped, std::size_t(m_file.size()), MADV_POPULATE_READ);
-#endif
-                    bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), m_file.size());
-                    return;
-                }
-            }
-            m_file.close();
-        }
-        bytes = Cli::readInput(file);
-    }
-    TextInput(const TextInput &) = delete;
-    TextInput &operator=(const TextInput &) = delete;
-
-    QByteArray bytes;
-
-private:
-    QFile m_file;
-};
-
 Cli::UsageError invalidText(const QString &file)
 {
     return Cli::UsageError(u"%1: not valid UTF-8 text"_s.arg(Cli::inputName(file)));
@@ -340,8 +305,8 @@ const Cli::Registrar diff({
             if (args.at(0) == u"-" && args.at(1) == u"-")
                 throw Cli::UsageError(u"diff: OLD and NEW cannot both be standard input"_s);
             // The engine keeps the texts' bytes: the inputs must outlive it.
-            const TextInput oldInput(args.at(0));
-            std::optional<TextInput> newInput;
+            const Cli::Input oldInput(args.at(0));
+            std::optional<Cli::Input> newInput;
             try {
                 newInput.emplace(args.at(1));
             } catch (const Cli::UsageError &) {

@@ -39,26 +39,6 @@ QJRange parseRange(const QString &option, const QString &text)
     return {location, length};
 }
 
-// Reads a file as UTF-8 text like Cli::readText(), decoding straight from the mapped file when it
-// can be mapped: a large document is then never copied into memory as bytes.
-QString readTextMapped(const QString &file)
-{
-    if (file == u"-")
-        return Cli::readText(file);
-    QFile f(file);
-    if (!f.open(QIODevice::ReadOnly))
-        throw Cli::UsageError(u"%1: %2"_s.arg(file, f.errorString()));
-    const qint64 size = f.size();
-    const uchar *bytes = size > 0 ? f.map(0, size) : nullptr;
-    if (!bytes)
-        return Cli::readText(file);
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder(QByteArrayView(bytes, size));
-    if (decoder.hasError())
-        throw Cli::UsageError(u"%1: not valid UTF-8 text"_s.arg(file));
-    return text;
-}
-
 QString rangeText(QJRange range)
 {
     return u"%1:%2"_s.arg(range.location).arg(range.length);
@@ -186,7 +166,7 @@ const Cli::Registrar stats({
             const bool hasRange = args.has(u"--range"_s);
             if (hasRange)
                 range = parseRange(u"--range"_s, args.value(u"--range"_s));
-            const QString text = readTextMapped(args.at(0, u"-"_s));
+            const QString text = Cli::readText(args.at(0, u"-"_s));
             if (!hasRange) {
                 if (quint64(text.size()) > std::numeric_limits<quint32>::max())
                     throw Cli::UsageError(u"the text is too long to count (%1 code units)"_s.arg(text.size()));

@@ -198,6 +198,9 @@ const Cli::Registrar checkUpdate({
             const QJUpdateCheckResult result = checker.check();
             if (result.status == QJUpdateCheckResult::NotReachable)
                 throw Cli::NothingError(u"update server not reachable: "_s + result.reason);
+            // Still "nothing newer", but a dead server must not look like one that is up to date.
+            if (result.status == QJUpdateCheckResult::NoUpdate && !result.reason.isEmpty())
+                Cli::printError(u"no version index: "_s + result.reason);
             QJsonArray versions;
             for (const QJUpdateRecord &record : result.records) {
                 versions.append(QJsonObject {

@@ -8,6 +8,20 @@
 
 #include <memory>
 
+namespace
+{
+QtMessageHandler qtHandler = nullptr;
+
+// The tool's standard error carries its own messages only. Qt notes a missing XDG_RUNTIME_DIR when
+// the text-measuring commands start its GUI part; a tool that keeps nothing there need not say so.
+void messageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (message.startsWith(QLatin1StringView("QStandardPaths: XDG_RUNTIME_DIR not set")))
+        return;
+    qtHandler(type, context, message);
+}
+} // namespace
+
 int main(int argc, char **argv)
 {
     QStringList words;
@@ -16,6 +30,7 @@ int main(int argc, char **argv)
     qsizetype used = 0;
     [[maybe_unused]] const Cli::Command *command = Cli::findCommand(words, &used);
 
+    qtHandler = qInstallMessageHandler(messageHandler);
     std::unique_ptr<QCoreApplication> app;
 #ifdef QJKIT_HAVE_GUI
     if (command && command->needsGui) {

@@ -11,7 +11,7 @@ namespace Cli
 {
 QJValue readPropertyList(const QString &file, QJMutability mutability)
 {
-    const QByteArray data = readInput(file);
+    const QByteArray data = readInput(file, QJPropertyListSerialization::MaximumSize);
     QString error;
     const QJValue plist = QJPropertyListSerialization::propertyListFromData(data, mutability, nullptr, &error);
     if (plist.isNone())
