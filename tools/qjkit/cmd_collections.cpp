@@ -81,8 +81,8 @@ const Cli::Registrar localize({
     .arguments = u"[FILE|-]"_s,
     .summary
     = u"Replaces every string value by its translation from DIR/<lang>.lproj/NAME.strings and prints the list."_s,
-    .options = {{u"--table"_s, u"NAME"_s, u"the strings table (NAME.strings), required"_s},
-        {u"--strings-dir"_s, u"DIR"_s, u"the folder holding the <lang>.lproj folders, required"_s}},
+    .options = {{u"--table"_s, u"NAME"_s, u"The strings table, NAME.strings (required)."_s},
+        {u"--strings-dir"_s, u"DIR"_s, u"The folder holding the <lang>.lproj folders (required)."_s}},
     .minPositional = 0,
     .maxPositional = 1,
     .run =

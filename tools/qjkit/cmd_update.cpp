@@ -81,13 +81,13 @@ const Cli::Registrar publishUpdate({
     .arguments = u"PACKAGE"_s,
     .summary = u"Publishes the signed PACKAGE as version KEY in the version directory DIR."_s,
     .options = {
-        {u"--dir"_s, u"DIR"_s, u"the application's version directory (made when missing)"_s},
-        {u"--key"_s, u"KEY"_s, u"the version key (the build) to publish"_s},
-        {u"--version"_s, u"VERSION"_s, u"the version as shown"_s},
-        {u"--description"_s, u"TEXT"_s, u"what is new in this version"_s},
-        {u"--language-key"_s, u"LANG"_s, u"the record key of the description (default: en)"_s},
-        {u"--signature"_s, u"SIGFILE"_s, u"the package's signature file"_s},
-        {u"--public-key"_s, u"PUBKEY"_s, u"the public key the signature must verify against: its line or key file"_s},
+        {u"--dir"_s, u"DIR"_s, u"The application's version directory (made when missing)."_s},
+        {u"--key"_s, u"KEY"_s, u"The version key (the build) to publish."_s},
+        {u"--version"_s, u"VERSION"_s, u"The version as shown."_s},
+        {u"--description"_s, u"TEXT"_s, u"What is new in this version."_s},
+        {u"--language-key"_s, u"LANG"_s, u"The record key of the description (default: en)."_s},
+        {u"--signature"_s, u"SIGFILE"_s, u"The package's signature file."_s},
+        {u"--public-key"_s, u"PUBKEY"_s, u"The public key the signature must verify against: its line or key file."_s},
     },
     .minPositional = 1,
     .maxPositional = 1,
@@ -144,11 +144,11 @@ const Cli::Registrar installUpdate({
     .name = u"install-update"_s,
     .summary = u"Installs the newest version of NAME newer than BUILD into DIR, as the Updater does, and prints it as JSON."_s,
     .options = {
-        {u"--base-url"_s, u"URL"_s, u"the version server's base address, ending in /AppServices/Versions/"_s},
-        {u"--name"_s, u"NAME"_s, u"the application's name"_s},
-        {u"--build"_s, u"BUILD"_s, u"the installed build"_s},
-        {u"--public-key"_s, u"PUBKEY"_s, u"the public key packages must be signed with: its line or key file"_s},
-        {u"--install-dir"_s, u"DIR"_s, u"the install folder whose contents the new version replaces"_s},
+        {u"--base-url"_s, u"URL"_s, u"The version server's base address, ending in /AppServices/Versions/."_s},
+        {u"--name"_s, u"NAME"_s, u"The application's name."_s},
+        {u"--build"_s, u"BUILD"_s, u"The installed build."_s},
+        {u"--public-key"_s, u"PUBKEY"_s, u"The public key packages must be signed with: its line or key file."_s},
+        {u"--install-dir"_s, u"DIR"_s, u"The install folder whose contents the new version replaces."_s},
     },
     .run =
         [](const Cli::Args &args) {
@@ -182,10 +182,10 @@ const Cli::Registrar checkUpdate({
     .name = u"check-update"_s,
     .summary = u"Asks the version server for versions of NAME newer than BUILD and prints them as JSON, newest first."_s,
     .options = {
-        {u"--base-url"_s, u"URL"_s, u"the version server's base address, ending in /AppServices/Versions/"_s},
-        {u"--name"_s, u"NAME"_s, u"the application's name (its directory is the name without spaces, lower-cased)"_s},
-        {u"--build"_s, u"BUILD"_s, u"the installed build"_s},
-        {u"--language-key"_s, u"KEY"_s, u"the record key of the descriptions (default: the English \"updateKey\")"_s},
+        {u"--base-url"_s, u"URL"_s, u"The version server's base address, ending in /AppServices/Versions/."_s},
+        {u"--name"_s, u"NAME"_s, u"The application's name (its directory is the name without spaces, lower-cased)."_s},
+        {u"--build"_s, u"BUILD"_s, u"The installed build."_s},
+        {u"--language-key"_s, u"KEY"_s, u"The record key of the descriptions (default: the English \"updateKey\")."_s},
     },
     .run =
         [](const Cli::Args &args) {
@@ -210,6 +210,7 @@ const Cli::Registrar checkUpdate({
             return 0;
         },
     .details = u"Exit status 1 when the server cannot be reached. An index that cannot be read counts as no "
-               "newer version. Each request ends within 10 seconds and reads at most 4 MiB."_s,
+               "newer version, and standard error says why. Each request ends within 10 seconds and reads at most "
+               "4 MiB."_s,
 });
 } // namespace
