@@ -36,13 +36,20 @@ test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
 	$(MAKE) --no-print-directory check-example
 
-# Installs the library into a staging prefix and builds the example host project and the examples
-# of docs/ against it, then runs those without a window.
+# Installs the library into a staging prefix and builds the example host project (with CMake and
+# with pkg-config) and the examples of docs/ against it, then runs those without a window; a
+# component QJKit does not have must fail by name.
 check-example: build
 	cmake --install $(BUILD_DIR) --prefix $(PREFIX) > /dev/null
 	cmake -S examples/host -B $(BUILD_DIR)/example-host -G Ninja -DCMAKE_PREFIX_PATH=$(PREFIX) > /dev/null
 	cmake --build $(BUILD_DIR)/example-host
 	LD_LIBRARY_PATH=$(PREFIX)/lib:$$LD_LIBRARY_PATH $(BUILD_DIR)/example-host/qjkit-example-host
+	c++ -std=c++20 -fPIC examples/host/main.cpp -o $(BUILD_DIR)/example-host/qjkit-example-host-pc \
+	    $$(PKG_CONFIG_PATH=$(PREFIX)/lib/pkgconfig pkg-config --cflags --libs QJKitCore)
+	LD_LIBRARY_PATH=$(PREFIX)/lib:$$LD_LIBRARY_PATH $(BUILD_DIR)/example-host/qjkit-example-host-pc > /dev/null
+	! cmake -S examples/host -B $(BUILD_DIR)/example-host-gui -G Ninja -DCMAKE_PREFIX_PATH=$(PREFIX) \
+	    -DQJKIT_COMPONENTS=Gui > $(BUILD_DIR)/example-host-gui.log 2>&1
+	grep -q 'QJKit has no component "Gui"' $(BUILD_DIR)/example-host-gui.log
 	cmake -S examples/docs -B $(BUILD_DIR)/example-docs -G Ninja -DCMAKE_PREFIX_PATH=$(PREFIX) > /dev/null
 	cmake --build $(BUILD_DIR)/example-docs -j $(JOBS)
 	LD_LIBRARY_PATH=$(PREFIX)/lib:$$LD_LIBRARY_PATH scripts/run-doc-examples.sh $(BUILD_DIR)/example-docs
@@ -50,7 +57,10 @@ check-example: build
 install: build
 	cmake --install $(BUILD_DIR) --prefix $(PREFIX)
 
-demo: build
+# Only what the demo needs: the libraries, the demo, its Updater, its releases (and the tool that
+# publishes them); the test programs wait for `make test`.
+demo: deps $(BUILD_DIR)/build.ninja
+	cmake --build $(BUILD_DIR) -j $(JOBS) --target demo-releases
 	@scripts/demo.sh $(BUILD_DIR)
 
 tour: build
@@ -91,14 +101,22 @@ bench: deps
 
 # API reference from the public headers and the guides, with Doxygen; fails on any Doxygen warning
 # (an undocumented public symbol among them) and when a guide's quoted code differs from its example.
-DOCS_PACKAGES := doxygen python3
+# Also writes the Qt Help file build/docs/qjkit.qch and the tag file build/docs/qjkit.tags, which
+# `make install` installs; Qt's classes link to doc.qt.io through Qt's tag files.
+DOCS_PACKAGES := doxygen python3 qt6-documentation-tools qtbase5-doc-dev
 VERSION := $(shell awk '/^project.QJKit VERSION/ {print $$3}' CMakeLists.txt)
+QT_TAGS := /usr/share/qt5/doc
+QT_DOCS := https://doc.qt.io/qt-6
 
-docs:
+docs: $(BUILD_DIR)/build.ninja
 	@scripts/install-deps.sh $(DOCS_PACKAGES)
 	python3 scripts/docs-snippets.py
 	@rm -rf $(BUILD_DIR)/docs && mkdir -p $(BUILD_DIR)/docs
-	QJKIT_VERSION=$(VERSION) QJKIT_DOCS_OUTPUT=$(BUILD_DIR)/docs doxygen docs/Doxyfile
+	QJKIT_VERSION=$(VERSION) QJKIT_DOCS_OUTPUT=$(BUILD_DIR)/docs \
+	QJKIT_DOCS_GENERATED=$(BUILD_DIR)/src/include/qjkitversion.h \
+	QJKIT_DOCS_QHP=YES QJKIT_DOCS_QHG=/usr/lib/qt6/libexec/qhelpgenerator \
+	QJKIT_DOCS_QT_TAGS="$(foreach m,qtcore qtgui qtwidgets qtnetwork,$(QT_TAGS)/$(m)/$(m).tags=$(QT_DOCS)/)" \
+	doxygen docs/Doxyfile
 	@if [ -s $(BUILD_DIR)/docs/warnings.log ]; then \
 	  cat $(BUILD_DIR)/docs/warnings.log >&2; \
 	  echo "make docs: Doxygen printed $$(wc -l < $(BUILD_DIR)/docs/warnings.log) warning line(s)" >&2; exit 1; \

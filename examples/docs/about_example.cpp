@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // The example of docs/about.md: Help > About opens the about box with the application's own
 // pictures, version and credits.
-#include <QJAboutBox.h>
-#include <QJBundle.h>
+#include <QJKit/QJAboutBox.h>
+#include <QJKit/QJBundle.h>
 
 #include <QApplication>
 #include <QMainWindow>

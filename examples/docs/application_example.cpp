@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // The windowed example of docs/lifecycle.md and docs/update.md: a writing application whose
 // start-up shows a splash screen and checks for updates, with Help > Check for Updates.
-#include <QJApplication.h>
-#include <QJAutoUpdate.h>
-#include <QJBootManager.h>
-#include <QJBundle.h>
-#include <QJSplashStatusPanel.h>
+#include <QJKit/QJApplication.h>
+#include <QJKit/QJAutoUpdate.h>
+#include <QJKit/QJBootManager.h>
+#include <QJKit/QJBundle.h>
+#include <QJKit/QJSplashStatusPanel.h>
 
 #include <QMainWindow>
 #include <QMenuBar>

@@ -2,9 +2,9 @@
 // The example of docs/coding.md: coding data under a key, coded property-list files, and writing a
 // file from a worker thread through the main thread. Exits with 1 if anything does not behave as
 // the guide says.
-#include <QJBlowfishCoding.h>
-#include <QJPropertyListSerialization.h>
-#include <QJThreadingExtensions.h>
+#include <QJKit/QJBlowfishCoding.h>
+#include <QJKit/QJPropertyListSerialization.h>
+#include <QJKit/QJThreadingExtensions.h>
 
 #include <QCoreApplication>
 #include <QTemporaryDir>

@@ -2,11 +2,11 @@
 // The example of docs/collections.md: merging settings, listing key paths, searching by key path,
 // archiving non-property-list leaves and guarded mutation. Exits with 1 if anything does not
 // behave as the guide says.
-#include <QJArchiving.h>
-#include <QJArraySearch.h>
-#include <QJDictionaryExtensions.h>
-#include <QJPropertyListSerialization.h>
-#include <QJSecurityExtensions.h>
+#include <QJKit/QJArchiving.h>
+#include <QJKit/QJArraySearch.h>
+#include <QJKit/QJDictionaryExtensions.h>
+#include <QJKit/QJPropertyListSerialization.h>
+#include <QJKit/QJSecurityExtensions.h>
 
 #include <QRect>
 #include <QTextStream>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // The example of docs/diff.md: the word differences of two drafts, their match value and the HTML
 // of a compare view. Exits with 1 if anything does not behave as the guide says.
-#include <DiffEngine.h> // the DiffOpType names
-#include <QJDifferenceEngine.h>
-#include <QJDifferenceHtml.h>
+#include <QJKit/DiffEngine.h> // the DiffOpType names
+#include <QJKit/QJDifferenceEngine.h>
+#include <QJKit/QJDifferenceHtml.h>
 
 #include <QTextStream>
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // The example of docs/foundation.md: values, property lists, notifications, user defaults and
 // formatting. Exits with 1 if anything does not behave as the guide says.
-#include <QJBundle.h>
-#include <QJFormat.h>
-#include <QJNotificationCenter.h>
-#include <QJPropertyListSerialization.h>
-#include <QJUserDefaults.h>
-#include <QJValue.h>
+#include <QJKit/QJBundle.h>
+#include <QJKit/QJFormat.h>
+#include <QJKit/QJNotificationCenter.h>
+#include <QJKit/QJPropertyListSerialization.h>
+#include <QJKit/QJUserDefaults.h>
+#include <QJKit/QJValue.h>
 
 #include <QCoreApplication>
 #include <QTemporaryDir>

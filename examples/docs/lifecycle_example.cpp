@@ -2,9 +2,9 @@
 // The example of docs/lifecycle.md: a program without windows whose start-up loads a dictionary
 // in the background and whose shut-down saves the recent files. Exits with 1 if the sequences do
 // not run as the guide says.
-#include <QJBootManager.h>
-#include <QJBootSequence.h>
-#include <QJCoreApplication.h>
+#include <QJKit/QJBootManager.h>
+#include <QJKit/QJBootSequence.h>
+#include <QJKit/QJCoreApplication.h>
 
 #include <QStringList>
 #include <QTextStream>

@@ -2,12 +2,12 @@
 // The example of docs/text.md: running statistics, natural ordering, find with wrap-around,
 // fitting with an ellipsis and percent-encoding. Exits with 1 if anything does not behave as the
 // guide says.
-#include <NSStringDeletion.h>
-#include <NSStringTextFinding.h>
-#include <NaturalStringComparison.h>
-#include <QJStringCounting.h>
-#include <StringSizing.h>
-#include <StringWebExtensions.h>
+#include <QJKit/NSStringDeletion.h>
+#include <QJKit/NSStringTextFinding.h>
+#include <QJKit/NaturalStringComparison.h>
+#include <QJKit/QJStringCounting.h>
+#include <QJKit/StringSizing.h>
+#include <QJKit/StringWebExtensions.h>
 
 #include <QStringList>
 #include <QTextStream>

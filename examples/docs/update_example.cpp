@@ -5,7 +5,7 @@
 //
 // `make check-example` serves examples/samples/updates on 127.0.0.1 and runs it; exit status 1
 // when the server cannot be reached or the sample versions are not found.
-#include <QJUpdateChecker.h>
+#include <QJKit/QJUpdateChecker.h>
 
 #include <QCoreApplication>
 #include <QTextStream>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // A minimal host program built against the installed QJKit package.
-#include <QJBundle.h>
-#include <QJPropertyListSerialization.h>
-#include <QJValue.h>
-#include <qjkitversion.h>
+#include <QJKit/QJBundle.h>
+#include <QJKit/QJPropertyListSerialization.h>
+#include <QJKit/QJValue.h>
+#include <QJKit/qjkitversion.h>
 
 #include <QCoreApplication>
 #include <QTextStream>
