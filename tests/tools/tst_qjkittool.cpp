@@ -51,6 +51,9 @@ void TestQJKitTool::conventions_data()
     QTest::newRow("-v") << QStringList {u"-v"_s} << QString() << 0 << QByteArray("qjkit 0.") << QByteArray();
     QTest::newRow("command -v") << QStringList {u"stats"_s, u"-v"_s} << QString() << 0 << QByteArray("qjkit 0.")
                                 << QByteArray();
+    // publish-update's own --version keeps its meaning; -v is still the tool's.
+    QTest::newRow("-v beside --version") << QStringList {u"publish-update"_s, u"-v"_s} << QString() << 0
+                                         << QByteArray("qjkit 0.") << QByteArray();
     QTest::newRow("help") << QStringList {u"--help"_s} << QString() << 0 << QByteArray("Usage: qjkit COMMAND")
                           << QByteArray();
     QTest::newRow("command help") << QStringList {u"plist"_s, u"get"_s, u"--help"_s} << QString() << 0

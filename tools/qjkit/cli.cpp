@@ -93,7 +93,9 @@ QString commandHelp(const Command &c)
         text += u'\n' + wrapped(c.details, 0, 0) + u'\n';
     QList<Option> options = c.options;
     options.append({u"-h, --help"_s, QString(), u"Shows this help."_s});
-    options.append({u"-v, --version"_s, QString(), u"Shows the version of qjkit."_s});
+    const bool ownVersion
+        = std::any_of(options.cbegin(), options.cend(), [](const Option &o) { return o.name == u"--version"; });
+    options.append({ownVersion ? u"-v"_s : u"-v, --version"_s, QString(), u"Shows the version of qjkit."_s});
     text += u"\nOptions:\n"_s;
     for (const Option &o : std::as_const(options))
         text += helpRow(o.valueName.isEmpty() ? o.name : o.name + u' ' + o.valueName, o.description);
@@ -172,8 +174,11 @@ Args::Args(const Command &command, const QStringList &words)
     for (const Option &o : command.options) {
         parser.addOption(QCommandLineOption(o.name.mid(2), o.description, o.valueName));
     }
+    // A command with a --version option of its own (publish-update) keeps it; -v still works.
+    const bool ownVersion = std::any_of(
+        command.options.cbegin(), command.options.cend(), [](const Option &o) { return o.name == u"--version"; });
     const QCommandLineOption help(QStringList {u"h"_s, u"help"_s});
-    const QCommandLineOption version(QStringList {u"v"_s, u"version"_s});
+    const QCommandLineOption version(ownVersion ? QStringList {u"v"_s} : QStringList {u"v"_s, u"version"_s});
     parser.addOptions({help, version});
     if (!parser.parse(QStringList {u"qjkit"_s} + optionWords + QStringList {u"--"_s} + arguments)) {
         // Qt's sentence, in the style of the tool's other messages.

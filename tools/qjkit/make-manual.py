@@ -72,7 +72,7 @@ def manual(tool, version):
         out += [f".SS {roff(command)}", f".B qjkit {roff(c_usage.removeprefix('qjkit '))}"]
         for paragraph in c_paragraphs:
             out += [".PP", roff(paragraph)]
-        own = [row for row in c_lists.get("Options", []) if not row[0].startswith("-h,") and not row[0].startswith("-v,")]
+        own = [row for row in c_lists.get("Options", []) if row[0].split(",")[0] not in ("-h", "-v")]
         options[command] = [name.split()[0] for name, _ in own]
         for name, description in own:
             out += [".TP", f".B {roff(name)}", roff(description)]
