@@ -4,7 +4,10 @@
 
 #include "NaturalStringComparison.h"
 #include "QJStringCounting.h"
+#include "StringSizingWidgets.h"
 #include "StringWebExtensions.h"
+
+#include <QGuiApplication>
 
 #include <QString>
 #include <QStringList>
@@ -83,6 +86,29 @@ void netEncode(benchmark::State &state)
     state.SetBytesProcessed(state.iterations() * text.size() * qint64(sizeof(char16_t)));
 }
 BENCHMARK(netEncode);
+
+// Fitting a megabyte of text into a 100-point label, measured in the small system font: the cost
+// must not grow with the text (it grew with its square).
+void fit(benchmark::State &state)
+{
+    const QString text = prose().first(1000000);
+    const bool keepStart = state.range(0) != 0;
+    for (auto _ : state) {
+        const QString fitted = keepStart
+            ? StringSizing::stringAdjustedToSize(text, QSizeF(100, 0), StringSizing::smallSystemFont())
+            : StringSizing::shortenedStringWithSize(text, 100);
+        benchmark::DoNotOptimize(fitted.constData());
+    }
+}
+BENCHMARK(fit)->ArgName("keepStart")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv)
+{
+    // Text is measured with fonts, which needs the GUI part of Qt, not a screen.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+}

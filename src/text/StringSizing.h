@@ -13,8 +13,9 @@
  * Fitting a string into a width with an ellipsis, with any way of measuring text.
  *
  * The ellipsis is the main bundle's localized string for the key "..." (default table), looked up
- * on every call, so an untranslated application shows three periods. Fitting removes one code unit
- * at a time and measures again, which needs a measure that grows with the string's length.
+ * on every call, so an untranslated application shows three periods. The result is the one that
+ * removing one code unit at a time and measuring again gives, for any measure that grows with the
+ * string's length; it is found in O(log k) measures of pieces at most twice the k units kept.
  * StringSizingWidgets.h adds the forms that measure with fonts.
  */
 namespace StringSizing

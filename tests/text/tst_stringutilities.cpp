@@ -168,6 +168,41 @@ private Q_SLOTS:
         QCOMPARE(StringSizing::shortenedStringWithSize(text, width, unitWidth), keepingEnd);
         QCOMPARE(StringSizing::stringAdjustedToSize(text, QSizeF(width, 0), unitWidth), keepingStart);
     }
+    // The fittings search by halving; they must give what removing one unit at a time gives, for
+    // every width, with a measure whose units weigh differently (so ties and jumps both occur).
+    void fittingMatchesRemovingOneUnitAtATime()
+    {
+        const auto weighed = [](QStringView t) {
+            float w = 0;
+            for (QChar c : t)
+                w += float(c.unicode() % 4) * 0.5f;
+            return w;
+        };
+        const auto keepEnd = [&](const QString &text, float max) {
+            if (weighed(text) <= max)
+                return text;
+            qsizetype k = text.size();
+            while (k > 0 && weighed(QStringView(text).sliced(k - 1)) + weighed(u"...") < max)
+                --k;
+            return u"..."_s + text.sliced(k);
+        };
+        const auto keepStart = [&](const QString &text, float max) {
+            if (weighed(text) <= max)
+                return text;
+            qsizetype n = text.size(), cut;
+            while ((cut = n - 1) >= 1 && weighed(QStringView(text).first(cut)) + weighed(u"...") > max)
+                --n;
+            return text.first(qMax<qsizetype>(cut, 0)) + u"..."_s;
+        };
+        const QString sample = u"The harbour notebook, chapter three: a lantern never sent."_s;
+        for (qsizetype length = 0; length <= sample.size(); length += 7) {
+            const QString text = sample.first(length);
+            for (float max = -1; max < 40; max += 0.5f) {
+                QCOMPARE(StringSizing::shortenedStringWithSize(text, max, weighed), keepEnd(text, max));
+                QCOMPARE(StringSizing::stringAdjustedToSize(text, QSizeF(max, 0), weighed), keepStart(text, max));
+            }
+        }
+    }
     void ellipsisIsLocalizedOnEachUse()
     {
         QTemporaryDir bundle;
