@@ -247,6 +247,251 @@ void countForRange(QStringView string, QJRange range, bool wholeWords, bool whol
     add(words, nWords);
 }
 
+// The streaming count keeps what the walk over decoded text looks back at: the unit before, where
+// the current paragraph began, and where the line holding a line feed began (for whole lines, which
+// also end at carriage returns, U+0085, U+2028 and U+2029, a carriage return + line feed being one).
+class Utf8CounterPrivate
+{
+public:
+    Utf8CounterPrivate(bool wholeLines, quint32 width, bool countEmptyLines, bool countSpaces)
+        : wholeLines(wholeLines), width(width), countEmptyLines(countEmptyLines), countSpaces(countSpaces)
+    { }
+
+    void unit(char16_t c) noexcept
+    {
+        const bool ws = isWhitespace(c);
+        whitespace += ws;
+        wordStarts += prevWs & !ws;
+        prevWs = ws;
+        if (c == LineFeed)
+            lineFeed();
+        if (isLineTerminator(c)) {
+            termEndBeforePrev = termEnd;
+            termEnd = pos + 1;
+        } else {
+            termEndBeforePrev = termEnd;
+        }
+        prevCr = c == CarriageReturn;
+        prevLf = c == LineFeed;
+        ++pos;
+    }
+
+    void lineFeed() noexcept
+    {
+        if (countEmptyLines || (pos != 0 && !prevLf)) {
+            ++paragraphs;
+            // The line holding a line feed that follows a carriage return began before the return.
+            quint64 len = wholeLines ? pos - (prevCr ? termEndBeforePrev : termEnd) : pos - paragraphStart;
+            if (len == 0)
+                len = 1;
+            lines += quint32(len / width + (len % width != 0 ? 1 : 0));
+        }
+        paragraphStart = pos + 1;
+    }
+
+    // @p n visible ASCII characters in a row: all word characters, none ends a line.
+    void plainRun(qsizetype n) noexcept
+    {
+        wordStarts += prevWs;
+        prevWs = prevCr = prevLf = false;
+        termEndBeforePrev = termEnd;
+        pos += quint64(n);
+    }
+
+    void codePoint(char32_t cp) noexcept
+    {
+        if (cp < 0x10000) {
+            unit(char16_t(cp));
+        } else {
+            unit(char16_t(0xD800 + ((cp - 0x10000) >> 10)));
+            unit(char16_t(0xDC00 + ((cp - 0x10000) & 0x3FF)));
+        }
+    }
+
+    const bool wholeLines;
+    const quint32 width;
+    const bool countEmptyLines;
+    const bool countSpaces;
+    quint64 pos = 0;
+    quint64 whitespace = 0;
+    quint64 wordStarts = 0;
+    quint32 paragraphs = 0;
+    quint32 lines = 0;
+    quint64 paragraphStart = 0;
+    quint64 termEnd = 0;
+    quint64 termEndBeforePrev = 0;
+    bool prevWs = true; // the text starts as after a space
+    bool prevCr = false;
+    bool prevLf = false;
+    // A character split between pieces: its value so far, the continuation bytes it still needs,
+    // and the smallest and largest value its second byte may have.
+    char32_t partial = 0;
+    int needed = 0;
+    uchar low = 0x80, high = 0xBF;
+    bool failed = false;
+    int bomSeen = 0; // bytes of a leading byte-order mark matched so far; -1 once past the start
+};
+
+Utf8Counter::Utf8Counter(bool wholeLines, quint32 lineWidth, bool countEmptyLines, bool countSpaces)
+    : d(std::make_unique<Utf8CounterPrivate>(wholeLines, lineWidth ? lineWidth : 30, countEmptyLines, countSpaces))
+{ }
+
+Utf8Counter::~Utf8Counter() = default;
+
+bool Utf8Counter::add(QByteArrayView piece)
+{
+    Utf8CounterPrivate &c = *d;
+    const uchar *p = reinterpret_cast<const uchar *>(piece.data());
+    const uchar *const end = p + piece.size();
+    // A byte-order mark at the very start is not text (the decoder skips it too).
+    while (c.bomSeen >= 0 && p < end) {
+        static constexpr uchar Bom[] = {0xEF, 0xBB, 0xBF};
+        if (*p != Bom[c.bomSeen]) {
+            // Not a mark after all: count the bytes held back, then go on as usual.
+            const int held = c.bomSeen;
+            c.bomSeen = -1;
+            if (held > 0 && !add(QByteArrayView(reinterpret_cast<const char *>(Bom), held)))
+                return false;
+            break;
+        }
+        ++p;
+        if (++c.bomSeen == 3)
+            c.bomSeen = -1;
+    }
+    if (c.failed)
+        return false;
+    while (p < end) {
+        if (c.needed == 0) {
+            // Most text is runs of visible ASCII, which only need their length.
+            const uchar *run = p;
+#if defined(__SSE2__)
+            const __m128i space = _mm_set1_epi8(0x20);
+            while (end - p >= 16) {
+                // Signed, bytes from 0x80 up are negative: "greater than space" is visible ASCII.
+                const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+                const unsigned plain = unsigned(_mm_movemask_epi8(_mm_cmpgt_epi8(v, space)));
+                if (plain != 0xFFFF) {
+                    p += std::countr_one(plain);
+                    break;
+                }
+                p += 16;
+            }
+#endif
+            while (p<end && * p> 0x20 && *p < 0x80)
+                ++p;
+            if (p != run) {
+                c.plainRun(p - run);
+                continue;
+            }
+            if (*p == u' ') { // between words: the commonest unit after letters
+                ++p;
+                ++c.whitespace;
+                c.prevWs = true;
+                c.prevCr = c.prevLf = false;
+                c.termEndBeforePrev = c.termEnd;
+                ++c.pos;
+                continue;
+            }
+            if (*p < 0x80) {
+                c.unit(*p++);
+                continue;
+            }
+            // A whole character inside the piece is decoded at once; one that continues into the
+            // next piece goes through the byte-by-byte state below.
+            const uchar lead = *p;
+            const int length = lead >= 0xC2 && lead <= 0xDF ? 2
+                : lead >= 0xE0 && lead <= 0xEF              ? 3
+                : lead >= 0xF0 && lead <= 0xF4              ? 4
+                                                            : 0;
+            if (length != 0 && end - p >= length) {
+                const uchar low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+                const uchar high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+                bool valid = p[1] >= low && p[1] <= high;
+                char32_t cp = lead & (length == 2 ? 0x1F : length == 3 ? 0x0F : 0x07);
+                for (int k = 1; k < length; ++k) {
+                    valid &= k == 1 || (p[k] >= 0x80 && p[k] <= 0xBF);
+                    cp = (cp << 6) | (p[k] & 0x3F);
+                }
+                if (!valid) {
+                    c.failed = true;
+                    return false;
+                }
+                p += length;
+                // Only U+0085, U+2028 and U+2029 do more than take their units' place in a word.
+                if (cp == 0x85 || cp == 0x2028 || cp == 0x2029)
+                    c.codePoint(cp);
+                else
+                    c.plainRun(length == 4 ? 2 : 1);
+                continue;
+            }
+            const uchar b = *p++;
+            // Lead bytes by RFC 3629: the second byte's range rules out overlong forms,
+            // surrogates and values past U+10FFFF.
+            if (b >= 0xC2 && b <= 0xDF) {
+                c.partial = b & 0x1F, c.needed = 1, c.low = 0x80, c.high = 0xBF;
+            } else if (b >= 0xE0 && b <= 0xEF) {
+                c.partial = b & 0x0F, c.needed = 2;
+                c.low = b == 0xE0 ? 0xA0 : 0x80;
+                c.high = b == 0xED ? 0x9F : 0xBF;
+            } else if (b >= 0xF0 && b <= 0xF4) {
+                c.partial = b & 0x07, c.needed = 3;
+                c.low = b == 0xF0 ? 0x90 : 0x80;
+                c.high = b == 0xF4 ? 0x8F : 0xBF;
+            } else {
+                c.failed = true;
+                return false;
+            }
+            continue;
+        }
+        const uchar b = *p++;
+        if (b < c.low || b > c.high) {
+            c.failed = true;
+            return false;
+        }
+        c.low = 0x80, c.high = 0xBF;
+        c.partial = (c.partial << 6) | (b & 0x3F);
+        if (--c.needed == 0)
+            c.codePoint(c.partial);
+    }
+    return true;
+}
+
+quint64 Utf8Counter::length() const
+{
+    return d->pos;
+}
+
+bool Utf8Counter::finish(qint32 *paragraphs, qint32 *lines, qint32 *chars, qint32 *words, qint32 multiplyWith)
+{
+    Utf8CounterPrivate &c = *d;
+    if (c.bomSeen > 0) { // the text was the start of a mark and no more
+        const int held = c.bomSeen;
+        c.bomSeen = -1;
+        static constexpr char Bom[] = "\xEF\xBB\xBF";
+        add(QByteArrayView(Bom, held));
+    }
+    if (c.failed || c.needed != 0)
+        return false;
+    if (!paragraphs || !lines || !chars || !words)
+        throw std::invalid_argument("QJStringCounting::Utf8Counter::finish: a counter pointer is null");
+    quint32 nParagraphs = c.paragraphs;
+    quint32 nLines = c.lines;
+    if (c.pos > 0 && !c.prevLf) {
+        const quint64 tail = c.pos - (c.wholeLines ? c.termEnd : c.paragraphStart);
+        nLines += quint32(tail / c.width + (tail % c.width != 0 ? 1 : 0));
+        if (tail != 0)
+            ++nParagraphs;
+    }
+    const quint32 nChars = quint32(c.countSpaces ? c.pos : c.pos - c.whitespace);
+    const quint32 m = quint32(multiplyWith);
+    auto addTo = [m](qint32 *counter, quint32 items) { *counter = qint32(quint32(*counter) + items * m); };
+    addTo(paragraphs, nParagraphs);
+    addTo(lines, nLines);
+    addTo(chars, nChars);
+    addTo(words, quint32(c.wordStarts));
+    return true;
+}
+
 QJRange lineRangeForRange(QStringView string, QJRange range)
 {
     const char16_t *s = string.utf16();

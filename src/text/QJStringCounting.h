@@ -4,7 +4,10 @@
 #include "QJGlobal.h"
 #include "qjkitcore_export.h"
 
+#include <QByteArrayView>
 #include <QStringView>
+
+#include <memory>
 
 /**
  * Statistics of a range of text: paragraphs, display lines, characters and words.
@@ -54,4 +57,35 @@ QJKITCORE_EXPORT void countForRange(QStringView string, QJRange range, bool whol
  * @throws std::out_of_range when @p range does not lie inside @p string.
  */
 QJKITCORE_EXPORT QJRange lineRangeForRange(QStringView string, QJRange range);
+
+class Utf8CounterPrivate;
+
+/**
+ * Counts a whole UTF-8 text given in pieces exactly as countForRange() counts all of it once
+ * decoded (a leading byte-order mark skipped; widths and counts in UTF-16 code units), without
+ * ever holding it: memory stays the same however long the text.
+ */
+class QJKITCORE_EXPORT Utf8Counter
+{
+public:
+    /** A counter with countForRange()'s options. */
+    Utf8Counter(bool wholeLines, quint32 lineWidth, bool countEmptyLines, bool countSpaces);
+    ~Utf8Counter();
+    Utf8Counter(const Utf8Counter &) = delete;
+    Utf8Counter &operator=(const Utf8Counter &) = delete;
+
+    /** Counts the next piece (a character may continue into the next one). @return false once the text is not valid
+     * UTF-8. */
+    bool add(QByteArrayView piece);
+    /** @return the UTF-16 code units counted so far. */
+    quint64 length() const;
+    /**
+     * Ends the text and adds the counts, each multiplied by @p multiplyWith, to the counters as
+     * countForRange() does. @return false (counting nothing) when the text is not valid UTF-8.
+     */
+    bool finish(qint32 *paragraphs, qint32 *lines, qint32 *chars, qint32 *words, qint32 multiplyWith);
+
+private:
+    std::unique_ptr<Utf8CounterPrivate> d;
+};
 } // namespace QJStringCounting

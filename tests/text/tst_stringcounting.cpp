@@ -3,6 +3,7 @@
 
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QStringDecoder>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -105,6 +106,40 @@ private Q_SLOTS:
             const int flags = int(rng.bounded(16)) & (CountEmptyLines | CountSpaces);
             const quint32 width = rng.bounded(5);
             QCOMPARE(count(s, {0, quint32(s.size())}, flags, width), splitCounts(s, flags, width));
+        }
+    }
+
+    // The streaming count of UTF-8 pieces equals decoding all of it and counting the whole text, and
+    // refuses exactly what the decoder refuses. The pieces split characters and the mark anywhere.
+    void streamingAgreesWithDecoding()
+    {
+        const QByteArrayList fragments {"a", "b", " ", "\t", "\n", "\n", "\r", "\xC3\xA9", "\xC2\x85", "\xE2\x80\xA8",
+            "\xF0\x9F\x98\x80", "\xEF\xBB\xBF", "\xEF\xBF\xBF"};
+        const QByteArrayList broken {"\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80", "\xE2\x80", "\xFF"};
+        QRandomGenerator rng(20261125);
+        for (int round = 0; round < 4000; ++round) {
+            QByteArray bytes;
+            for (int i = int(rng.bounded(40)); i > 0; --i)
+                bytes += fragments.at(rng.bounded(int(fragments.size())));
+            if (rng.bounded(8) == 0)
+                bytes.insert(rng.bounded(int(bytes.size()) + 1), broken.at(rng.bounded(int(broken.size()))));
+            const int flags = int(rng.bounded(16)) & (WholeLines | CountEmptyLines | CountSpaces);
+            const quint32 width = rng.bounded(4);
+
+            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+            const QString text = decoder(bytes);
+            QJStringCounting::Utf8Counter counter(
+                flags & WholeLines, width, flags & CountEmptyLines, flags & CountSpaces);
+            for (qsizetype at = 0; at < bytes.size();) {
+                const qsizetype piece = qMin<qsizetype>(rng.bounded(5), bytes.size() - at);
+                counter.add(QByteArrayView(bytes).sliced(at, piece));
+                at += piece;
+            }
+            Counts c {0, 0, 0, 0};
+            const bool counted = counter.finish(&c[0], &c[1], &c[2], &c[3], 1);
+            QCOMPARE(counted, !decoder.hasError());
+            if (counted)
+                QCOMPARE(c, count(text, {0, quint32(text.size())}, flags, width));
         }
     }
 

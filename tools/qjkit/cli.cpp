@@ -229,7 +229,7 @@ QString inputName(const QString &file)
     return file == u"-" ? u"standard input"_s : file;
 }
 
-QByteArray readInput(const QString &file, qint64 limit)
+void readPieces(const QString &file, qint64 limit, const std::function<void(QByteArrayView)> &take)
 {
     QFile f;
     bool opened;
@@ -246,23 +246,24 @@ QByteArray readInput(const QString &file, qint64 limit)
     // to the limit and refused once it gives more.
     if (!f.isSequential() && f.size() > limit)
         throw tooLarge();
-    QByteArray data;
-    if (!f.isSequential())
-        data.reserve(f.size());
-    constexpr qint64 Block = 1 << 20;
-    for (;;) {
-        const qsizetype had = data.size();
-        const qint64 room = std::min<qint64>(Block, limit + 1 - had);
-        data.resize(had + room);
-        const qint64 got = f.read(data.data() + had, room);
+    QByteArray buffer(qsizetype(1) << 20, Qt::Uninitialized);
+    for (qint64 total = 0;;) {
+        const qint64 got = f.read(buffer.data(), buffer.size());
         if (got < 0)
             throw UsageError(u"%1: %2"_s.arg(inputName(file), f.errorString()));
-        data.resize(had + got);
-        if (data.size() > limit)
-            throw tooLarge();
         if (got == 0)
-            break;
+            return;
+        total += got;
+        if (total > limit)
+            throw tooLarge();
+        take(QByteArrayView(buffer.constData(), got));
     }
+}
+
+QByteArray readInput(const QString &file, qint64 limit)
+{
+    QByteArray data;
+    readPieces(file, limit, [&data](QByteArrayView piece) { data += piece; });
     return data;
 }
 

@@ -6,6 +6,7 @@
 // every command follows the same conventions (see "qjkit --help").
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QFile>
 #include <QHash>
 #include <QList>
@@ -105,6 +106,8 @@ constexpr qint64 MaximumInputSize = qint64(1) << 30;
  * when it cannot be read or is larger.
  */
 QByteArray readInput(const QString &file, qint64 limit = MaximumInputSize);
+/** Reads as readInput() does, giving the bytes to @p take a piece at a time instead of keeping them. */
+void readPieces(const QString &file, qint64 limit, const std::function<void(QByteArrayView)> &take);
 /**
  * The bytes of a file (at most MaximumInputSize), or of standard input for "-": a regular file is
  * mapped, not copied, for as long as the object lives; anything else is read.

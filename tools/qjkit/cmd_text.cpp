@@ -162,23 +162,32 @@ const Cli::Registrar stats({
             const quint32 width = quint32(args.integer(u"--width"_s, 0, 0, std::numeric_limits<quint32>::max()));
             const qint32 multiply = qint32(args.integer(
                 u"--multiply"_s, 1, std::numeric_limits<qint32>::min(), std::numeric_limits<qint32>::max()));
-            QJRange range;
-            const bool hasRange = args.has(u"--range"_s);
-            if (hasRange)
-                range = parseRange(u"--range"_s, args.value(u"--range"_s));
-            const QString text = Cli::readText(args.at(0, u"-"_s));
-            if (!hasRange) {
-                if (quint64(text.size()) > std::numeric_limits<quint32>::max())
-                    throw Cli::UsageError(u"the text is too long to count (%1 code units)"_s.arg(text.size()));
-                range = {0, quint32(text.size())};
-            }
-            if (range.end() > quint64(text.size()))
-                throw Cli::UsageError(
-                    u"range %1 is outside the text (length %2)"_s.arg(rangeText(range)).arg(text.size()));
+            const QString file = args.at(0, u"-"_s);
             qint32 paragraphs = 0, lines = 0, chars = 0, words = 0;
-            QJStringCounting::countForRange(text, range, args.flag(u"--whole-words"_s), args.flag(u"--whole-lines"_s),
-                &paragraphs, &lines, &chars, &words, width, args.flag(u"--count-empty-lines"_s),
-                args.flag(u"--count-spaces"_s), multiply);
+            if (!args.has(u"--range"_s)) {
+                // The whole text is counted as it is read, never held: the memory stays the same
+                // however large the file.
+                QJStringCounting::Utf8Counter counter(args.flag(u"--whole-lines"_s), width,
+                    args.flag(u"--count-empty-lines"_s), args.flag(u"--count-spaces"_s));
+                const auto invalid = [&] { return Cli::UsageError(u"%1: not valid UTF-8 text"_s.arg(Cli::inputName(file))); };
+                Cli::readPieces(file, Cli::MaximumInputSize, [&](QByteArrayView piece) {
+                    if (!counter.add(piece))
+                        throw invalid();
+                });
+                if (counter.length() > std::numeric_limits<quint32>::max())
+                    throw Cli::UsageError(u"the text is too long to count (%1 code units)"_s.arg(counter.length()));
+                if (!counter.finish(&paragraphs, &lines, &chars, &words, multiply))
+                    throw invalid();
+            } else {
+                const QJRange range = parseRange(u"--range"_s, args.value(u"--range"_s));
+                const QString text = Cli::readText(file);
+                if (range.end() > quint64(text.size()))
+                    throw Cli::UsageError(
+                        u"range %1 is outside the text (length %2)"_s.arg(rangeText(range)).arg(text.size()));
+                QJStringCounting::countForRange(text, range, args.flag(u"--whole-words"_s),
+                    args.flag(u"--whole-lines"_s), &paragraphs, &lines, &chars, &words, width,
+                    args.flag(u"--count-empty-lines"_s), args.flag(u"--count-spaces"_s), multiply);
+            }
             Cli::printJson(QJsonObject {
                 {u"chars"_s, chars}, {u"lines"_s, lines}, {u"paragraphs"_s, paragraphs}, {u"words"_s, words}});
             return 0;
