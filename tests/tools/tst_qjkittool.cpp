@@ -18,6 +18,7 @@ private Q_SLOTS:
     void initTestCase();
     void conventions_data();
     void conventions();
+    void helpFitsTheTerminal();
     void plistGetPrintsLeavesPlainly_data();
     void plistGetPrintsLeavesPlainly();
     void plistConvertWritesXml();
@@ -77,6 +78,9 @@ void TestQJKitTool::conventions_data()
                                         << QByteArray() << QByteArray("qjkit: plist convert: expected");
     QTest::newRow("missing file") << QStringList {u"plist"_s, u"convert"_s, u"/no/such/file"_s} << QString() << 2
                                   << QByteArray() << QByteArray("qjkit: /no/such/file: ");
+    // Text measuring starts Qt's GUI part, which must not add a word of its own.
+    QTest::newRow("fit says only its answer") << QStringList {u"fit"_s, u"--width"_s, u"400"_s, u"abc"_s} << QString()
+                                              << 0 << QByteArray("abc\n") << QByteArray();
     // Texts that start with one dash are arguments, as they always were.
     QTest::newRow("dash argument") << QStringList {u"netencode"_s, u"-5"_s} << QString() << 0 << QByteArray("%2d%35\n")
                                    << QByteArray();
@@ -102,12 +106,36 @@ void TestQJKitTool::conventions()
     QFETCH(QByteArray, stderrStart);
     if (!redirect.isEmpty()) // through bash, which does the redirection: exec "$QJKIT_TOOL" "$@" REDIRECT
         arguments = QStringList {u"-c"_s, u"exec \"$QJKIT_TOOL\" \"$@\" "_s + redirect, u"bash"_s} + arguments;
-    const auto result = redirect.isEmpty() ? runTool(arguments) : runProgram(u"bash"_s, arguments);
+    // As on a console without a session: no runtime folder.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(u"XDG_RUNTIME_DIR"_s);
+    const auto result
+        = redirect.isEmpty() ? runTool(arguments, {}, environment) : runProgram(u"bash"_s, arguments, {}, environment);
     QCOMPARE(result.exitCode, exitCode);
     QVERIFY2(result.out.startsWith(stdoutStart), result.out.constData());
     QVERIFY2(result.err.startsWith(stderrStart), result.err.constData());
+    if (exitCode == 0)
+        QCOMPARE(result.err, QByteArray()); // success says nothing on standard error
     if (exitCode == 2)
         QCOMPARE(result.err.count('\n'), 1); // one line on standard error
+}
+
+void TestQJKitTool::helpFitsTheTerminal()
+{
+    // Every command's help, as the manual page is made from it: no line past 80 columns.
+    const QByteArray tool = runTool({u"--help"_s}).out;
+    QStringList commands;
+    for (const QByteArray &line : tool.split('\n')) {
+        if (line.startsWith("  ") && !line.startsWith("   ") && !line.startsWith("  -"))
+            commands.append(QString::fromUtf8(line.mid(2)).section(u"  "_s, 0, 0));
+    }
+    QVERIFY(commands.size() > 20);
+    for (const QString &command : std::as_const(commands)) {
+        const auto help = runTool(command.split(u' ') + QStringList {u"--help"_s});
+        QCOMPARE(help.exitCode, 0);
+        for (const QByteArray &line : (tool + help.out).split('\n'))
+            QVERIFY2(QString::fromUtf8(line).size() <= 80, line.constData());
+    }
 }
 
 void TestQJKitTool::plistGetPrintsLeavesPlainly_data()
