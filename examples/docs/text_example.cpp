@@ -63,7 +63,7 @@ int main()
 
     //! [sort]
     QStringList chapters {u"chapter10.txt"_s, u"chapter2.txt"_s, u"chapter9.txt"_s};
-    std::stable_sort(chapters.begin(), chapters.end(), NaturalStringComparison::NaturalOrder());
+    NaturalStringComparison::stableSort(chapters.begin(), chapters.end(), NaturalStringComparison::NaturalOrder());
     // chapter2.txt, chapter9.txt, chapter10.txt
     const int newer = NaturalStringComparison::hexanumericalCompare(u"1.2.a", u"1.2.9"); // 1: a is 10
     //! [sort]

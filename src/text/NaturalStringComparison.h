@@ -5,6 +5,11 @@
 
 #include <QStringView>
 
+#include <iterator>
+#include <thread>
+#include <utility>
+#include <vector>
+
 /**
  * Orderings in which runs of digits compare by their numeric value, so that "file9" sorts before
  * "file10": the natural ordering (decimal digits) and the hexanumerical ordering (hexadecimal
@@ -21,8 +26,11 @@
  *
  * Because of the first two, the orderings are strict weak orderings only on strings without
  * case-only differences and shorter than 97 code units (and, for the hexanumerical one, without
- * ':' to '@', which sort between the digit characters as text); sort with a stable sort that
- * tolerates an inconsistent comparator when the input may contain such strings.
+ * ':' to '@', which sort between the digit characters as text). The standard algorithms that need
+ * a strict weak ordering (std::sort, std::stable_sort, std::partial_sort, std::nth_element, the
+ * sorted containers) are safe with them only on such strings: on others they may read outside the
+ * range. stableSort() below is safe on any strings; std::lower_bound and std::upper_bound on its
+ * results, std::min_element and std::max_element never leave their range.
  */
 namespace NaturalStringComparison
 {
@@ -71,10 +79,10 @@ QJKITCORE_EXPORT int hexanumericalCompare(QStringView receiver, QStringView othe
 
 /**
  * The natural ordering as a comparator object: compare() answers -1, 0 or 1, and the call operator
- * answers "orders first", for std::sort, std::stable_sort or sorting a QStringList.
+ * answers "orders first", for stableSort() (see above for the standard algorithms).
  *
  * @code
- * std::stable_sort(names.begin(), names.end(), NaturalStringComparison::NaturalOrder());
+ * NaturalStringComparison::stableSort(names.begin(), names.end(), NaturalStringComparison::NaturalOrder());
  * @endcode
  */
 struct NaturalOrder
@@ -93,4 +101,80 @@ struct HexanumericalOrder
     /** @return whether @p a orders before @p b. */
     bool operator()(QStringView a, QStringView b) const noexcept { return hexanumericalCompare(a, b) < 0; }
 };
+
+namespace detail
+{
+template<typename T, typename Less>
+void insertionSort(T *a, std::size_t n, Less &less)
+{
+    for (std::size_t i = 1; i < n; ++i) {
+        T x = std::move(a[i]);
+        std::size_t j = i;
+        for (; j > 0 && less(x, a[j - 1]); --j)
+            a[j] = std::move(a[j - 1]);
+        a[j] = std::move(x);
+    }
+}
+
+// Merges the sorted runs [a, a + mid) and [a + mid, a + n) through buf; equal elements keep the
+// left run first. Every index is bounded by the run lengths, never by what less() answers.
+template<typename T, typename Less>
+void merge(T *a, T *buf, std::size_t mid, std::size_t n, Less &less)
+{
+    if (!less(a[mid], a[mid - 1]))
+        return; // already in order
+    std::size_t i = 0, j = mid, k = 0;
+    while (i < mid && j < n)
+        buf[k++] = less(a[j], a[i]) ? std::move(a[j++]) : std::move(a[i++]);
+    while (i < mid)
+        buf[k++] = std::move(a[i++]);
+    // What is left of the right run is already in place.
+    for (std::size_t t = 0; t < k; ++t)
+        a[t] = std::move(buf[t]);
+}
+
+template<typename T, typename Less>
+void mergeSort(T *a, T *buf, std::size_t n, Less &less)
+{
+    if (n <= 24) {
+        insertionSort(a, n, less);
+        return;
+    }
+    const std::size_t mid = n / 2;
+    mergeSort(a, buf, mid, less);
+    mergeSort(a + mid, buf + mid, n - mid, less);
+    merge(a, buf, mid, n, less);
+}
+} // namespace detail
+
+/**
+ * Sorts the contiguous range [@p first, @p last) stably by @p less, staying inside the range
+ * whatever @p less answers, so it is safe with the orderings above on any strings. Ranges of 65536
+ * elements and more are split in two halves sorted on two threads: @p less is then called from
+ * both at once (the orderings above allow that).
+ *
+ * @code
+ * NaturalStringComparison::stableSort(names.begin(), names.end(), NaturalStringComparison::NaturalOrder());
+ * @endcode
+ */
+template<typename ContiguousIt, typename Less>
+void stableSort(ContiguousIt first, ContiguousIt last, Less less)
+{
+    using T = typename std::iterator_traits<ContiguousIt>::value_type;
+    const std::size_t n = std::size_t(last - first);
+    if (n < 2)
+        return;
+    T *a = &*first;
+    std::vector<T> buffer(n);
+    if (n < 65536 || std::thread::hardware_concurrency() < 2) {
+        detail::mergeSort(a, buffer.data(), n, less);
+        return;
+    }
+    const std::size_t mid = n / 2;
+    Less otherLess = less;
+    std::thread left([&] { detail::mergeSort(a, buffer.data(), mid, otherLess); });
+    detail::mergeSort(a + mid, buffer.data() + mid, n - mid, less);
+    left.join();
+    detail::merge(a, buffer.data(), mid, n, less);
+}
 } // namespace NaturalStringComparison

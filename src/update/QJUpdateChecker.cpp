@@ -87,31 +87,6 @@ void readPackageFields(const QJDictionary &fields, const QUrl &directory, QJUpda
     record->signature = signature;
 }
 
-// A bottom-up merge sort that stays inside its buffers whatever the comparison answers: version keys
-// come from a server, and a comparison that is not a strict weak order must not make the sort stray.
-void mergeSort(QStringList &keys)
-{
-    const qsizetype n = keys.size();
-    QStringList buffer(n);
-    for (qsizetype width = 1; width < n; width *= 2) {
-        for (qsizetype left = 0; left < n; left += 2 * width) {
-            const qsizetype mid = std::min(left + width, n);
-            const qsizetype right = std::min(left + 2 * width, n);
-            qsizetype i = left, j = mid, k = left;
-            while (i < mid && j < right) {
-                if (NaturalStringComparison::hexanumericalCompare(keys.at(j), keys.at(i)) < 0)
-                    buffer[k++] = keys.at(j++);
-                else
-                    buffer[k++] = keys.at(i++);
-            }
-            while (i < mid)
-                buffer[k++] = keys.at(i++);
-            while (j < right)
-                buffer[k++] = keys.at(j++);
-        }
-        keys.swap(buffer);
-    }
-}
 } // namespace
 
 class QJUpdateCheckerPrivate
@@ -424,7 +399,8 @@ QStringList QJUpdateChecker::newerVersions(const QStringList &keys, const QStrin
     newer.removeIf([&installedBuild](const QString &key) {
         return NaturalStringComparison::hexanumericalCompare(installedBuild, key) != -1;
     });
-    mergeSort(newer);
+    // Version keys come from a server: the sort must stay in bounds whatever they are.
+    NaturalStringComparison::stableSort(newer.begin(), newer.end(), NaturalStringComparison::HexanumericalOrder());
     std::reverse(newer.begin(), newer.end());
     return newer;
 }

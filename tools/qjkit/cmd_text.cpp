@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // qjkit compare / sort / stats / find / netencode / delete-spaces / fit: the text utilities.
 #include "cli.h"
-#include "stablesort.h"
 
 #include "NSStringDeletion.h"
 #include "NSStringTextFinding.h"
@@ -117,11 +116,11 @@ const Cli::Registrar sort({
             byteStarts.push_back(from8);
 
             if (args.flag(u"--hex"_s)) {
-                Cli::stableSort(lines, [](const Line &x, const Line &y) {
+                NaturalStringComparison::stableSort(lines.begin(), lines.end(), [](const Line &x, const Line &y) {
                     return NaturalStringComparison::hexanumericalCompare({x.text, x.length}, {y.text, y.length}) < 0;
                 });
             } else {
-                Cli::stableSort(lines, [](const Line &x, const Line &y) {
+                NaturalStringComparison::stableSort(lines.begin(), lines.end(), [](const Line &x, const Line &y) {
                     return NaturalStringComparison::naturalCompare({x.text, x.length}, {y.text, y.length}) < 0;
                 });
             }
