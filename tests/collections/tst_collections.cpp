@@ -7,6 +7,7 @@
 #include "QJPropertyListSerialization.h"
 #include "QJSecurityExtensions.h"
 #include "QJUserDefaults.h"
+#include "qjtestnode.h"
 
 #include <QDir>
 #include <QLocale>
@@ -20,27 +21,6 @@ using namespace Qt::StringLiterals;
 using D = QJDictionary;
 using A = QJArray;
 constexpr auto Immutable = QJMutability::Immutable;
-
-// A tree node whose parent and children are properties, as a host's model objects would be.
-class Node : public QObject
-{
-    Q_OBJECT
-    Q_PROPERTY(QString name MEMBER m_name)
-    Q_PROPERTY(QObject *parentNode READ parentNode)
-    Q_PROPERTY(QList<QObject *> childNodes READ childNodes)
-public:
-    explicit Node(const QString &name, Node *parent = nullptr) : QObject(parent), m_name(name)
-    {
-        if (parent)
-            parent->m_children.append(this);
-    }
-    QObject *parentNode() const { return parent(); }
-    QList<QObject *> childNodes() const { return m_children; }
-
-private:
-    QString m_name;
-    QList<QObject *> m_children;
-};
 
 // The "qjkit" lines that must be logged, each once; any other "error caught" line fails the test.
 static void expectLogged(const QStringList &lines)

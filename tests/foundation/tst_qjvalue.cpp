@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJFormat.h"
 #include "QJValue.h"
+#include "qjtestnode.h"
 #include "qjtestsupport.h"
 #include "qjvalue_p.h"
 
@@ -12,30 +13,6 @@
 #include <QUrl>
 
 using namespace Qt::StringLiterals;
-
-// A node of a small object tree, reached through its properties.
-class Node : public QObject
-{
-    Q_OBJECT
-    Q_PROPERTY(QString title MEMBER title)
-    Q_PROPERTY(QObject *owner READ owner)
-    Q_PROPERTY(QList<QObject *> items READ items)
-
-public:
-    explicit Node(const QString &title, Node *owner = nullptr) : title(title), m_owner(owner)
-    {
-        if (owner)
-            owner->m_items.append(this);
-    }
-    QObject *owner() const { return m_owner; }
-    QList<QObject *> items() const { return m_items; }
-
-    QString title;
-
-private:
-    Node *m_owner;
-    QList<QObject *> m_items;
-};
 
 class TestQJValue : public QObject
 {
@@ -279,10 +256,11 @@ void TestQJValue::keyValueCodingOverObjectNodes()
     Node grandchild(u"grandchild"_s, &child);
     const QJValue node(&grandchild);
     QVERIFY(node.isNode());
-    QCOMPARE(node.valueForKeyPath(u"owner.owner.title"_s), QJValue(u"top"_s));
-    QVERIFY(node.valueForKeyPath(u"owner"_s).isSameObject(QJValue(&child)));
-    QCOMPARE(QJValue(&top).valueForKeyPath(u"items.items.title"_s), QJValue(QJArray {QJArray {u"grandchild"_s}}));
-    QCOMPARE(QJValue(&top).valueForKeyPath(u"owner"_s).type(), QJValue::None); // a null QObject* is none
+    QCOMPARE(node.valueForKeyPath(u"parentNode.parentNode.name"_s), QJValue(u"top"_s));
+    QVERIFY(node.valueForKeyPath(u"parentNode"_s).isSameObject(QJValue(&child)));
+    QCOMPARE(
+        QJValue(&top).valueForKeyPath(u"childNodes.childNodes.name"_s), QJValue(QJArray {QJArray {u"grandchild"_s}}));
+    QCOMPARE(QJValue(&top).valueForKeyPath(u"parentNode"_s).type(), QJValue::None); // a null QObject* is none
     QCOMPARE(node.valueForKey(u"noSuchProperty"_s).type(), QJValue::None);
 }
 
