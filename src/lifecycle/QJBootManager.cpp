@@ -5,6 +5,8 @@
 #include <QHash>
 #include <QTimer>
 
+#include <algorithm>
+
 #include <cstdlib>
 #include <cxxabi.h>
 #include <stdexcept>
@@ -38,6 +40,34 @@ QHash<QString, QJBootManager::ClassFactory> &classFactories()
 [[noreturn]] void invalidObject()
 {
     throw std::invalid_argument("invalid or nil object given");
+}
+
+// Start-up and shut-down advance alike: from the participant after the one that reported (from the
+// first when the manager starts or resumes), each takes its turn until one says it reports later.
+// @p turn runs one participant and answers whether it is done; @p run counts advances, so a loop
+// notices a participant that reported (and so advanced the sequence) from inside its turn.
+// @return whether the sequence is complete.
+template<typename Participant, typename Turn>
+bool advance(const std::optional<QList<Participant>> &participants, const void *identity, bool fromManager,
+    quint64 &run, const Turn &turn)
+{
+    qsizetype position = -1;
+    if (!fromManager) {
+        if (!identity)
+            invalidObject();
+        const auto found = std::find_if(participants->cbegin(), participants->cend(),
+            [identity](const Participant &p) { return p.identity == identity; });
+        if (found == participants->cend())
+            invalidObject();
+        position = found - participants->cbegin();
+    }
+    const quint64 mine = ++run;
+    for (qsizetype i = position + 1; i < participants->size(); ++i) {
+        const Participant participant = participants->at(i); // a copy: the turn may end the list
+        if (!turn(participant) || mine != run || !participants)
+            return false;
+    }
+    return true;
 }
 } // namespace
 
@@ -205,32 +235,15 @@ void QJBootManager::advanceBoot(const void *identity, bool fromManager)
 {
     if (!_bootObjects)
         return; // start-up is complete: a late report changes nothing
-    qsizetype position = -1;
-    if (!fromManager) {
-        if (!identity)
-            invalidObject();
-        position = -2;
-        for (qsizetype i = 0; i < _bootObjects->size(); ++i) {
-            if (_bootObjects->at(i).identity == identity) {
-                position = i;
-                break;
-            }
-        }
-        if (position == -2)
-            invalidObject();
-    }
-    const quint64 run = ++m_bootRun;
-    for (qsizetype i = position + 1; i < _bootObjects->size(); ++i) {
-        const BootParticipant participant = _bootObjects->at(i);
-        if (participant.guarded && !participant.guard)
-            continue; // destroyed before its turn
+    const bool complete = advance(_bootObjects, identity, fromManager, m_bootRun, [this](const BootParticipant &p) {
+        if (p.guarded && !p.guard)
+            return true; // destroyed before its turn
         if (QJBootStatusPanelProvider *panel = provider())
-            panel->setBootStatusPanelInfo(participant.name ? participant.name->bootSequenceName() : QString());
-        const bool done = participant.object->bootSequence();
-        // A participant that reported from inside bootSequence() has advanced the sequence already.
-        if (!done || run != m_bootRun || !_bootObjects)
-            return;
-    }
+            panel->setBootStatusPanelInfo(p.name ? p.name->bootSequenceName() : QString());
+        return p.object->bootSequence();
+    });
+    if (!complete)
+        return;
     _bootFinished = true;
     _bootObjects.reset();
     finishBoot();
@@ -286,29 +299,10 @@ void QJBootManager::advanceShutdown(const void *identity, bool fromManager)
 {
     if (!_shutdownObjects)
         return; // not running: nothing to advance
-    qsizetype position = -1;
-    if (!fromManager) {
-        if (!identity)
-            invalidObject();
-        position = -2;
-        for (qsizetype i = 0; i < _shutdownObjects->size(); ++i) {
-            if (_shutdownObjects->at(i).identity == identity) {
-                position = i;
-                break;
-            }
-        }
-        if (position == -2)
-            invalidObject();
-    }
-    const quint64 run = ++m_shutdownRun;
-    for (qsizetype i = position + 1; i < _shutdownObjects->size(); ++i) {
-        const ShutdownParticipant participant = _shutdownObjects->at(i);
-        if (!participant.guard)
-            continue;
-        const bool done = participant.object->shutdownSequence();
-        if (!done || run != m_shutdownRun || !_shutdownObjects)
-            return;
-    }
+    const bool complete = advance(_shutdownObjects, identity, fromManager, m_shutdownRun,
+        [](const ShutdownParticipant &p) { return !p.guard || p.object->shutdownSequence(); });
+    if (!complete)
+        return;
     _shutdownFinished = true;
     _shutdownObjects.reset();
     QJNotificationCenter::defaultCenter()->post(QJApplicationShutdownFinishedNotification);
