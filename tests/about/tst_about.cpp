@@ -289,6 +289,8 @@ private Q_SLOTS:
         QTest::newRow("icon") << u"appIconImageView"_s;
         QTest::newRow("name") << u"appNameImageView"_s;
         QTest::newRow("another window activated") << u"-"_s;
+        // Escape closes it too, though the credits view has the focus.
+        QTest::newRow("Escape") << u"esc"_s;
     }
 
     void clickOrDeactivationClosesTheBox()
@@ -303,6 +305,9 @@ private Q_SLOTS:
         if (viewName == u"-") {
             other.show();
             other.activateWindow();
+        } else if (viewName == u"esc") {
+            textView(window)->setFocus();
+            QTest::keyClick(window, Qt::Key_Escape);
         } else {
             // The background below the picture and the version line, or the middle of a picture.
             const QPoint at
@@ -318,6 +323,42 @@ private Q_SLOTS:
         box->open();
         QCOMPARE(box->window(), window);
         QVERIFY(window->isVisible());
+    }
+
+    void opensCentredOnItsWindow_data()
+    {
+        QTest::addColumn<QRect>("opener"); // null: no window active
+        QTest::addColumn<bool>("keptOnScreen");
+        // Over the window it was opened from, not wherever the screen's middle is.
+        QTest::newRow("active window") << QRect(250, 180, 500, 400) << false;
+        // With no window active, the screen's middle.
+        QTest::newRow("no window") << QRect() << false;
+        // A window in a corner: centred as far as the screen allows, never partly off it.
+        QTest::newRow("window in a corner") << QRect(0, 0, 120, 90) << true;
+    }
+
+    void opensCentredOnItsWindow()
+    {
+        QFETCH(QRect, opener);
+        QFETCH(bool, keptOnScreen);
+        QJAboutBox *box = QJAboutBox::aboutBox();
+        box->window(); // built ahead, as a host may: the place is chosen when it opens
+        QWidget window;
+        if (!opener.isNull()) {
+            window.setGeometry(opener);
+            window.show();
+            window.activateWindow();
+            QVERIFY(QTest::qWaitForWindowActive(&window));
+        }
+        box->open();
+        const QRect about = box->window()->frameGeometry();
+        const QRect screen = box->window()->screen()->availableGeometry();
+        if (keptOnScreen)
+            QVERIFY(screen.contains(about));
+        else
+            QVERIFY2(
+                (about.center() - (opener.isNull() ? screen : window.frameGeometry()).center()).manhattanLength() <= 2,
+                qPrintable(u"%1,%2"_s.arg(about.center().x()).arg(about.center().y())));
     }
 
     void worksWhileAModalDialogRuns()
