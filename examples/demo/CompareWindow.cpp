@@ -6,7 +6,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLocale>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QTextBrowser>
 #include <QThread>
@@ -51,21 +50,15 @@ CompareWindow::CompareWindow(QWidget *parent) : QWidget(parent, Qt::Window)
     QFont matchFont = m_matchLabel->font();
     matchFont.setBold(true);
     m_matchLabel->setFont(matchFont);
-    m_match = new QProgressBar;
-    m_match->setRange(0, 1000);
-    m_match->setTextVisible(false);
-    m_match->setFixedWidth(160);
-    m_match->setFixedHeight(10);
+    // A number, not a bar: a bar filling up reads as work in progress.
+    m_matchLabel->setToolTip(tr("The share of words the two texts have in common"));
 
     auto *top = new QHBoxLayout;
     auto *titles = new QVBoxLayout;
     titles->addWidget(m_heading);
     titles->addWidget(m_details);
     top->addLayout(titles, 1);
-    auto *meter = new QVBoxLayout;
-    meter->addWidget(m_matchLabel, 0, Qt::AlignRight);
-    meter->addWidget(m_match, 0, Qt::AlignRight);
-    top->addLayout(meter);
+    top->addWidget(m_matchLabel, 0, Qt::AlignRight | Qt::AlignTop);
 
     auto *legend = new QHBoxLayout;
     legend->setSpacing(8);
@@ -145,8 +138,7 @@ void CompareWindow::compare(const QString &path, const QString &current)
 void CompareWindow::showResult(const DocumentComparison &result)
 {
     m_result = result;
-    m_match->setValue(qRound(result.matchValue * 1000));
-    m_matchLabel->setText(tr("Match %1 %").arg(QLocale().toString(result.matchValue * 100.0, 'f', 1)));
+    m_matchLabel->setText(tr("Match: %1\u00a0%").arg(QLocale().toString(result.matchValue * 100.0, 'f', 1)));
     QStringList found;
     if (result.changed)
         found.append(runs(result.changed, tr("change"), tr("changes")));

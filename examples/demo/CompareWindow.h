@@ -7,7 +7,6 @@
 #include <QWidget>
 
 class QLabel;
-class QProgressBar;
 class QTextBrowser;
 #include <QThread>
 
@@ -45,7 +44,6 @@ private:
     QLabel *m_heading;
     QLabel *m_details;
     QLabel *m_matchLabel;
-    QProgressBar *m_match;
     QTextBrowser *m_view;
     QPointer<QThread> m_worker;
     DocumentComparison m_result;

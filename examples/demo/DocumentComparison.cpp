@@ -63,6 +63,9 @@ DocumentComparison DocumentComparison::compare(const QString &saved, const QStri
         result.added += run.type() == 3;
     }
     result.html = withLineBreaks(QJDifferenceHtml::htmlFragment(differences));
+    // A change is the old words struck out, then the new ones: with nothing between them the two
+    // read as one word. Escaped text holds no "<", so only adjacent runs match.
+    result.html.replace(u"</del><ins"_s, u"</del> <ins"_s);
 
     // The match value is the texts' own, without the break tokens.
     QJDifferenceEngine words;

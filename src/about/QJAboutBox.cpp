@@ -11,8 +11,11 @@
 #include <QApplication>
 #include <QFile>
 #include <QScreen>
+#include <QShortcut>
 #include <QTextCursor>
 #include <QTextDocument>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -30,11 +33,23 @@ void deleteSharedAboutBox()
     delete sharedAboutBox;
 }
 
-QScreen *screenForAboutBox()
+// The box appears over the window it was opened from, kept inside that window's screen; with no
+// such window, in the middle of the screen.
+void centreOnOpener(QWidget *window)
 {
-    if (QWidget *active = QApplication::activeWindow())
-        return active->screen();
-    return QGuiApplication::primaryScreen();
+    QWidget *opener = QApplication::activeWindow();
+    if (opener == window)
+        opener = nullptr;
+    const QScreen *screen = opener ? opener->screen() : QGuiApplication::primaryScreen();
+    if (!screen)
+        return;
+    const QRect bounds = screen->availableGeometry();
+    QRect frame = window->frameGeometry();
+    frame.moveCenter(opener ? opener->frameGeometry().center() : bounds.center());
+    frame.moveLeft(
+        std::clamp(frame.left(), bounds.left(), std::max(bounds.left(), bounds.right() + 1 - frame.width())));
+    frame.moveTop(std::clamp(frame.top(), bounds.top(), std::max(bounds.top(), bounds.bottom() + 1 - frame.height())));
+    window->move(frame.topLeft());
 }
 } // namespace
 
@@ -106,11 +121,14 @@ void QJAboutBox::contentsChanged()
 {
     if (!aboutWindow)
         return;
-    // A box on screen stays there, showing the new contents from the first line of its credits.
+    // A box on screen stays where it is, showing the new contents from the first line of its credits.
     const bool shown = aboutWindow->isVisible();
+    const QPoint position = aboutWindow->pos();
     awakeFromNib();
-    if (shown)
-        open(this);
+    if (shown) {
+        aboutWindow->move(position);
+        present();
+    }
 }
 
 QTextDocumentFragment QJAboutBox::defaultAboutText()
@@ -173,8 +191,10 @@ void QJAboutBox::awakeFromNib()
     window->setPalette(colors);
     window->setAutoFillBackground(true);
     connect(window, &QJAboutWindow::didResignActive, this, &QJAboutBox::windowDidResignKey);
-    if (const QScreen *screen = screenForAboutBox())
-        window->move(screen->availableGeometry().center() - window->rect().center());
+    // Escape closes it as a click does; a shortcut, so no child view can swallow the key.
+    auto *escape = new QShortcut(QKeySequence(Qt::Key_Escape), window);
+    connect(escape, &QShortcut::activated, this, [this] { close(this); });
+    centreOnOpener(window);
     previous->disconnect(this);
     aboutWindow = window;
     delete previous;
@@ -205,6 +225,16 @@ void QJAboutBox::awakeFromNib()
 void QJAboutBox::open(QObject *)
 {
     QJAboutWindow *window = this->window();
+    if (!window)
+        return;
+    if (!window->isVisible())
+        centreOnOpener(window);
+    present();
+}
+
+void QJAboutBox::present()
+{
+    auto *window = qobject_cast<QJAboutWindow *>(aboutWindow);
     if (!window)
         return;
     window->setAction(CloseAction);

@@ -16,8 +16,9 @@ class QJAboutWindow;
 
 /**
  * The application's about box: a borderless window with the application's icon, a picture of its
- * name, a version line and credits that scroll by themselves. It closes on a click and as soon as
- * another window becomes active.
+ * name, a version line and credits that scroll by themselves. It opens centred on the active window
+ * (or the screen when there is none) and closes on a click, on Escape and as soon as another window
+ * becomes active.
  *
  * There is one shared box, aboutBox(). Everything it shows can be set before or after its window
  * exists; values not set come from the main bundle's information dictionary (CFBundleName,
@@ -87,13 +88,15 @@ public:
     void awakeFromNib();
 
 public Q_SLOTS:
-    /** Shows the box in front, active, with its credits starting from the top. */
+    /** Shows the box in front, active, centred on the window it is opened from, with its credits starting from the top.
+     */
     void open(QObject *sender = nullptr);
     /** Stops the credits and hides the window; the window is kept for the next open(). */
     void close(QObject *sender = nullptr);
 
 private:
     void windowDidResignKey();
+    void present();
     void contentsChanged();
 
     QPointer<QJAboutTextView> aboutTextView;

@@ -11,8 +11,10 @@
 #include "ui_QJAutoUpdate.h"
 
 #include <QApplication>
+#include <QDialogButtonBox>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QTextCursor>
 #include <QThread>
 #include <QTimer>
@@ -76,9 +78,22 @@ QJAutoUpdate::QJAutoUpdate(QObject *parent) : QObject(parent), m_ui(std::make_un
     else
         m_ui->iconLabel->hide();
 
-    connect(m_ui->updateButton, &QPushButton::clicked, this, &QJAutoUpdate::update);
-    connect(m_ui->laterButton, &QPushButton::clicked, this, &QJAutoUpdate::later);
-    connect(m_ui->cancelButton, &QPushButton::clicked, this, &QJAutoUpdate::cancel);
+    _checkOnStartup->setText(localized(u"checkOnStartup"_s));
+    // The button box orders the buttons as the platform does; hosts and tests find them by name.
+    // "Later" is neither accepting nor rejecting: an action, kept apart from the two.
+    const auto addButton = [this](const QString &name, QDialogButtonBox::ButtonRole role) {
+        QPushButton *button = m_ui->buttonBox->addButton(localized(name), role);
+        button->setObjectName(name);
+        button->setAutoDefault(false);
+        return button;
+    };
+    QPushButton *updateButton = addButton(u"updateButton"_s, QDialogButtonBox::AcceptRole);
+    QPushButton *laterButton = addButton(u"laterButton"_s, QDialogButtonBox::ActionRole);
+    QPushButton *cancelButton = addButton(u"cancelButton"_s, QDialogButtonBox::RejectRole);
+    updateButton->setDefault(true);
+    connect(updateButton, &QPushButton::clicked, this, &QJAutoUpdate::update);
+    connect(laterButton, &QPushButton::clicked, this, &QJAutoUpdate::later);
+    connect(cancelButton, &QPushButton::clicked, this, &QJAutoUpdate::cancel);
     // Escape and the window's close button close it as Cancel does.
     connect(_window, &QDialog::rejected, this, &QJAutoUpdate::_savePreferences);
 
@@ -282,7 +297,7 @@ void QJAutoUpdate::alert(const QString &title, const QString &text)
     box->setWindowTitle(title);
     box->setText(title);
     box->setInformativeText(text);
-    box->addButton(u"OK"_s, QMessageBox::AcceptRole);
+    box->addButton(localized(u"alertButton"_s), QMessageBox::AcceptRole);
     box->setWindowModality(Qt::ApplicationModal);
     box->show();
 }

@@ -312,7 +312,11 @@ void QJUpdateCheckerPrivate::recordArrived(qsizetype index, const QByteArray &da
     if (record.isDictionary()) {
         const QJDictionary fields = record.toDictionary();
         result.records[index].version = fieldText(fields.objectForKey(u"version"_s));
-        result.records[index].description = fieldText(fields.objectForKey(descriptionKey));
+        // Servers often publish a version before its texts are translated: English then, not nothing.
+        QJValue description = fields.objectForKey(descriptionKey);
+        if (description.isNone())
+            description = fields.objectForKey(u"en"_s);
+        result.records[index].description = fieldText(description);
         readPackageFields(fields, result.directory, &result.records[index]);
     }
     fetchRecords();

@@ -78,7 +78,8 @@ class QJUpdateCheckerPrivate;
  * The server's version directory is the base address followed by the application's name with its
  * spaces deleted, lower-cased, and "/". It holds an index "info.plist", a dictionary whose keys are
  * the published builds, and one record "<key>.plist" per build, a dictionary with "version" and a
- * description under the key named by the localized "updateKey" text. Builds are ordered with
+ * description under the key named by the localized "updateKey" text (the "en" one when the record
+ * has none in that language). Builds are ordered with
  * NaturalStringComparison::hexanumericalCompare().
  *
  * A check first asks its reachability test and resolves the server's host name; then it fetches the

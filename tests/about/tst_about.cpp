@@ -9,6 +9,7 @@
 #include <QAbstractTextDocumentLayout>
 #include <QDialog>
 #include <QLabel>
+#include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QtTest>
@@ -62,6 +63,23 @@ bool anyAboutWindow()
     return std::any_of(windows.cbegin(), windows.cend(), [](QWidget *w) { return qobject_cast<QJAboutWindow *>(w); });
 }
 
+// The arguments a format takes, as "position:conversion" in the order of position ("%@ %@" and
+// "%2$@ %1$@" both give 1:@ 2:@), so a translation may reorder them but not drop or change one.
+QStringList formatArguments(const QString &format)
+{
+    static const QRegularExpression spec(u"%(?:(\\d+)\\$)?[-+ #0]*\\d*(?:\\.\\d+)?(?:hh|h|ll|l|q|z)?([@a-zA-Z%])"_s);
+    QStringList arguments;
+    int next = 0;
+    for (const QRegularExpressionMatch &match : spec.globalMatch(format)) {
+        if (match.captured(2) == u"%")
+            continue;
+        const int position = match.captured(1).isEmpty() ? ++next : match.captured(1).toInt();
+        arguments.append(u"%1:%2"_s.arg(position).arg(match.captured(2)));
+    }
+    arguments.sort();
+    return arguments;
+}
+
 // A click through the window system, so that modal blocking and the routing of the release apply.
 void click(QWidget *window, QPoint from, QPoint to)
 {
@@ -83,6 +101,7 @@ private Q_SLOTS:
 
     void cleanup()
     {
+        QLocale::setDefault(QLocale::system());
         delete sharedAboutBox;
         QVERIFY(!anyAboutWindow());
     }
@@ -108,10 +127,25 @@ private Q_SLOTS:
         QTest::addColumn<QString>("build");
         QTest::addColumn<bool>("windowFirst");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("bundle values") << QString() << QString() << false << u"Version 3.1 (build 512)"_s;
-        QTest::newRow("version before the window") << u"9.9"_s << QString() << false << u"Version 9.9 (build 512)"_s;
-        QTest::newRow("build before the window") << QString() << u"77"_s << false << u"Version 3.1 (build 77)"_s;
-        QTest::newRow("both after the window") << u"9.9"_s << u"77"_s << true << u"Version 9.9 (build 77)"_s;
+        QTest::addColumn<QString>("locale");
+        QTest::addColumn<QString>("title");
+        const QString english = u"About Test Writer"_s;
+        QTest::newRow("bundle values") << QString() << QString() << false << u"Version 3.1 (build 512)"_s << u"C"_s
+                                       << english;
+        QTest::newRow("version before the window")
+            << u"9.9"_s << QString() << false << u"Version 9.9 (build 512)"_s << u"C"_s << english;
+        QTest::newRow("build before the window")
+            << QString() << u"77"_s << false << u"Version 3.1 (build 77)"_s << u"C"_s << english;
+        QTest::newRow("both after the window")
+            << u"9.9"_s << u"77"_s << true << u"Version 9.9 (build 77)"_s << u"C"_s << english;
+        // The user's language chooses the table; the values keep their order in it.
+        QTest::newRow("German") << QString() << QString() << false << u"Version 3.1 (Build 512)"_s << u"de_AT"_s
+                                << u"Über Test Writer"_s;
+        QTest::newRow("Japanese") << QString() << QString() << false << u"バージョン 3.1（ビルド 512）"_s << u"ja_JP"_s
+                                  << u"Test Writer について"_s;
+        // A language without a table falls back to English.
+        QTest::newRow("Swedish") << QString() << QString() << false << u"Version 3.1 (build 512)"_s << u"sv_SE"_s
+                                 << english;
     }
 
     void versionLine()
@@ -120,6 +154,9 @@ private Q_SLOTS:
         QFETCH(QString, build);
         QFETCH(bool, windowFirst);
         QFETCH(QString, expected);
+        QFETCH(QString, locale);
+        QFETCH(QString, title);
+        QLocale::setDefault(QLocale(locale));
         QJAboutBox *box = QJAboutBox::aboutBox();
         if (windowFirst)
             box->window();
@@ -129,7 +166,38 @@ private Q_SLOTS:
             box->setBuildNumber(build);
         QCOMPARE(anyAboutWindow(), windowFirst); // setters alone never build the window
         QCOMPARE(box->window()->findChild<QLabel *>(u"versionTextField"_s)->text(), expected);
-        QCOMPARE(box->window()->windowTitle(), u"About Test Writer"_s);
+        QCOMPARE(box->window()->windowTitle(), title);
+    }
+
+    void stringsTablesAreComplete_data()
+    {
+        QTest::addColumn<QString>("table");
+        QTest::addColumn<QString>("language");
+        // Every translation has every English key, with the same arguments: a missing key shows
+        // English in the middle of a translated window, a lost "%@" drops a value.
+        for (const QString &table : {u"QJAutoUpdate"_s, u"QJAboutBox"_s}) {
+            for (const QString &language : {u"de"_s, u"fr"_s, u"es"_s, u"it"_s, u"pt"_s, u"nl"_s, u"ja"_s, u"zh_CN"_s})
+                QTest::addRow("%s %s", qPrintable(table), qPrintable(language)) << table << language;
+        }
+    }
+
+    void stringsTablesAreComplete()
+    {
+        QFETCH(QString, table);
+        QFETCH(QString, language);
+        const QJBundle bundle = QJBundle::frameworkBundle();
+        const QJDictionary english = bundle.stringsTable(table, u"en"_s);
+        const QJDictionary translated = bundle.stringsTable(table, language); // empty when it does not parse
+        QVERIFY(english.count() > 1);
+        QCOMPARE(translated.count(), english.count());
+        for (const QString &key : english.allKeys()) {
+            const QJValue value = translated.objectForKey(key);
+            QVERIFY2(value.isString() && !value.toString().isEmpty(), qPrintable(key));
+            QCOMPARE(formatArguments(value.toString()), formatArguments(english.objectForKey(key).toString()));
+        }
+        // The record key of the descriptions is the language's own.
+        if (table == u"QJAutoUpdate")
+            QCOMPARE(translated.objectForKey(u"updateKey"_s).toString(), language);
     }
 
     void settersRebuildTheWindow()
@@ -289,6 +357,8 @@ private Q_SLOTS:
         QTest::newRow("icon") << u"appIconImageView"_s;
         QTest::newRow("name") << u"appNameImageView"_s;
         QTest::newRow("another window activated") << u"-"_s;
+        // Escape closes it too, though the credits view has the focus.
+        QTest::newRow("Escape") << u"esc"_s;
     }
 
     void clickOrDeactivationClosesTheBox()
@@ -303,6 +373,9 @@ private Q_SLOTS:
         if (viewName == u"-") {
             other.show();
             other.activateWindow();
+        } else if (viewName == u"esc") {
+            textView(window)->setFocus();
+            QTest::keyClick(window, Qt::Key_Escape);
         } else {
             // The background below the picture and the version line, or the middle of a picture.
             const QPoint at
@@ -318,6 +391,42 @@ private Q_SLOTS:
         box->open();
         QCOMPARE(box->window(), window);
         QVERIFY(window->isVisible());
+    }
+
+    void opensCentredOnItsWindow_data()
+    {
+        QTest::addColumn<QRect>("opener"); // null: no window active
+        QTest::addColumn<bool>("keptOnScreen");
+        // Over the window it was opened from, not wherever the screen's middle is.
+        QTest::newRow("active window") << QRect(250, 180, 500, 400) << false;
+        // With no window active, the screen's middle.
+        QTest::newRow("no window") << QRect() << false;
+        // A window in a corner: centred as far as the screen allows, never partly off it.
+        QTest::newRow("window in a corner") << QRect(0, 0, 120, 90) << true;
+    }
+
+    void opensCentredOnItsWindow()
+    {
+        QFETCH(QRect, opener);
+        QFETCH(bool, keptOnScreen);
+        QJAboutBox *box = QJAboutBox::aboutBox();
+        box->window(); // built ahead, as a host may: the place is chosen when it opens
+        QWidget window;
+        if (!opener.isNull()) {
+            window.setGeometry(opener);
+            window.show();
+            window.activateWindow();
+            QVERIFY(QTest::qWaitForWindowActive(&window));
+        }
+        box->open();
+        const QRect about = box->window()->frameGeometry();
+        const QRect screen = box->window()->screen()->availableGeometry();
+        if (keptOnScreen)
+            QVERIFY(screen.contains(about));
+        else
+            QVERIFY2(
+                (about.center() - (opener.isNull() ? screen : window.frameGeometry()).center()).manhattanLength() <= 2,
+                qPrintable(u"%1,%2"_s.arg(about.center().x()).arg(about.center().y())));
     }
 
     void worksWhileAModalDialogRuns()

@@ -28,9 +28,10 @@ void TestDocumentComparison::marksWordsAndParagraphs_data()
     QTest::newRow("same text keeps its paragraphs")
         << u"one two\n\nthree"_s << u"one two\n\nthree"_s
         << u"<div class=\"qj-diff\"><span class=\"qj-same\">one two <br/><br/>three</span></div>"_s << 1.0f;
+    // Struck-out and inserted words keep a space between them, or they read as one word.
     QTest::newRow("word changed")
         << u"a b c"_s << u"a x c"_s
-        << u"<div class=\"qj-diff\"><span class=\"qj-same\">a</span> <del class=\"qj-changed\">b</del>"
+        << u"<div class=\"qj-diff\"><span class=\"qj-same\">a</span> <del class=\"qj-changed\">b</del> "
            "<ins class=\"qj-changed\">x</ins> <span class=\"qj-same\">c</span></div>"_s
         << 2.0f / 3.0f;
     QTest::newRow("paragraph split is marked")
@@ -47,7 +48,7 @@ void TestDocumentComparison::marksWordsAndParagraphs_data()
         << u"a\x01 b"_s << u"a\x01 b"_s << u"<div class=\"qj-diff\"><span class=\"qj-same\">a b</span></div>"_s << 1.0f;
     QTest::newRow("markup in the text stays text")
         << u"<b>"_s << u"<i>"_s
-        << u"<div class=\"qj-diff\"><del class=\"qj-changed\">&lt;b&gt;</del><ins class=\"qj-changed\">&lt;i&gt;</ins></div>"_s
+        << u"<div class=\"qj-diff\"><del class=\"qj-changed\">&lt;b&gt;</del> <ins class=\"qj-changed\">&lt;i&gt;</ins></div>"_s
         << 0.0f;
     QTest::newRow("two empty texts match") << QString() << QString() << u"<div class=\"qj-diff\"></div>"_s << 1.0f;
 }

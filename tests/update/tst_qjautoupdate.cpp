@@ -10,6 +10,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDialogButtonBox>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
@@ -106,6 +107,7 @@ void TestQJAutoUpdate::init()
 
 void TestQJAutoUpdate::cleanup()
 {
+    QLocale::setDefault(QLocale::system());
     delete sharedAutoUpdateInstance;
     updater = nullptr;
     for (QWidget *widget : QApplication::topLevelWidgets()) {
@@ -143,29 +145,65 @@ void TestQJAutoUpdate::windowHasItsOutletsAndPreference_data()
 {
     QTest::addColumn<int>("stored"); // -1: absent
     QTest::addColumn<bool>("checked");
-    QTest::newRow("absent: switched on and stored") << -1 << true;
-    QTest::newRow("stored on") << 1 << true;
-    QTest::newRow("stored off") << 0 << false;
+    QTest::addColumn<QString>("locale");
+    QTest::addColumn<QStringList>("texts"); // title, heading, check box, Update, Later, Cancel, start-up status
+    const QStringList english {u"Test Writer Update"_s, u"A new version of Test Writer is available"_s,
+        u"Check for updates at start-up"_s, u"Update"_s, u"Remind Me Later"_s, u"Cancel"_s, u"Checking for updates…"_s};
+    QTest::newRow("absent: switched on and stored") << -1 << true << u"C"_s << english;
+    QTest::newRow("stored on") << 1 << true << u"C"_s << english;
+    QTest::newRow("stored off") << 0 << false << u"C"_s << english;
+    // Every text of the window comes from the table of the user's language.
+    QTest::newRow("German") << -1 << true << u"de_DE"_s
+                            << QStringList {u"Update für Test Writer"_s,
+                                   u"Eine neue Version von Test Writer ist verfügbar"_s,
+                                   u"Beim Start nach Updates suchen"_s, u"Aktualisieren"_s, u"Später erinnern"_s,
+                                   u"Abbrechen"_s, u"Suche nach Updates …"_s};
+    // Chinese (China) finds the Simplified Chinese table by its region.
+    QTest::newRow("Chinese (China)") << -1 << true << u"zh_CN"_s
+                                     << QStringList {u"Test Writer 更新"_s, u"Test Writer 有新版本可用"_s,
+                                            u"启动时检查更新"_s, u"更新"_s, u"稍后提醒"_s, u"取消"_s,
+                                            u"正在检查更新…"_s};
+    // A regional variant without a table of its own takes its language's table.
+    QTest::newRow("Portuguese (Brazil)") << -1 << true << u"pt_BR"_s
+                                         << QStringList {u"Atualização de Test Writer"_s,
+                                                u"Está disponível uma nova versão de Test Writer"_s,
+                                                u"Procurar atualizações ao iniciar"_s, u"Atualizar"_s,
+                                                u"Lembrar mais tarde"_s, u"Cancelar"_s, u"A procurar atualizações…"_s};
+    // Traditional Chinese has no table: English, not the Simplified one.
+    QTest::newRow("Chinese (Taiwan)") << -1 << true << u"zh_TW"_s << english;
 }
 
 void TestQJAutoUpdate::windowHasItsOutletsAndPreference()
 {
     QFETCH(int, stored);
     QFETCH(bool, checked);
+    QFETCH(QString, locale);
+    QFETCH(QStringList, texts);
     QJUserDefaults *defaults = QJUserDefaults::standardUserDefaults();
     if (stored >= 0)
         defaults->setBool(stored == 1, QJAutoUpdateSearchOnStartupKey);
+    QLocale::setDefault(QLocale(locale));
     makeUpdater();
     QCOMPARE(sharedAutoUpdateInstance, updater);
     QCOMPARE(updater->window()->objectName(), u"_window"_s);
     QVERIFY(outlet<QTextEdit>("_longDescription"));
     QVERIFY(outlet<QLabel>("_shortDescription"));
-    QVERIFY(outlet<QPushButton>("updateButton") && outlet<QPushButton>("laterButton")
-        && outlet<QPushButton>("cancelButton"));
+    auto *buttons = outlet<QDialogButtonBox>("buttonBox");
+    auto *update = outlet<QPushButton>("updateButton");
+    auto *later = outlet<QPushButton>("laterButton");
+    auto *cancel = outlet<QPushButton>("cancelButton");
+    QVERIFY(buttons && update && later && cancel);
+    // The platform orders the buttons by their roles.
+    QCOMPARE(buttons->buttonRole(update), QDialogButtonBox::AcceptRole);
+    QCOMPARE(buttons->buttonRole(later), QDialogButtonBox::ActionRole);
+    QCOMPARE(buttons->buttonRole(cancel), QDialogButtonBox::RejectRole);
+    QVERIFY(update->isDefault());
     auto *box = outlet<QCheckBox>("_checkOnStartup");
     QCOMPARE(box->isChecked(), checked);
     QCOMPARE(defaults->objectForKey(QJAutoUpdateSearchOnStartupKey), QJValue(checked));
-    QCOMPARE(updater->bootSequenceName(), u"Checking for updates…"_s);
+    QCOMPARE((QStringList {updater->window()->windowTitle(), outlet<QLabel>("headingLabel")->text(), box->text(),
+                 update->text(), later->text(), cancel->text(), updater->bootSequenceName()}),
+        texts);
     QCOMPARE(updater->installedVersion(), u"4.1"_s);
 
     // The setter writes the preference only; saving writes the box.
@@ -385,7 +423,7 @@ void TestQJAutoUpdate::updateStartsUpdaterOrStays()
         QVERIFY(openAtWatchdog);
         QVERIFY(alert);
         QCOMPARE(alertText, u"The updater could not be started"_s);
-        QCOMPARE(alertDetail, prefs->filePath(u"no/Updater"_s) + u" could not be started: no such file"_s);
+        QCOMPARE(alertDetail, u"“"_s + prefs->filePath(u"no/Updater"_s) + u"” could not be started: no such file"_s);
     }
 }
 

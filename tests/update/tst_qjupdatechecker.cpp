@@ -194,6 +194,18 @@ void TestQJUpdateChecker::checkAgainstServer_data()
             u"moved/info.plist"_s, QJPropertyListSerialization::dataFromPropertyList(QJDictionary {{u"42"_s, u""_s}}));
         v.server.setBehaviour(u"testwriter/info.plist"_s, HttpServer::RedirectToMoved);
     }) << available << QStringList {u"42"_s} << QStringList {u"4.2|Faster saving."_s};
+    // A German user reads the German text the server publishes.
+    QTest::newRow("description in the user's language") << Setup([](VersionServer &v) {
+        v.publish({u"42"_s});
+        v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
+        v.descriptionKey = u"de"_s;
+    }) << available << QStringList {u"42"_s} << QStringList {u"4.2|Beschreibung"_s};
+    // A record not yet translated shows its English text rather than none.
+    QTest::newRow("no text in the user's language: the English one") << Setup([](VersionServer &v) {
+        v.publish({u"42"_s});
+        v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
+        v.descriptionKey = u"ja"_s;
+    }) << available << QStringList {u"42"_s} << QStringList {u"4.2|Faster saving."_s};
     QTest::newRow("a silent record leaves its texts empty")
         << Setup([](VersionServer &v) {
                v.publishStandardDirectory();
@@ -211,7 +223,10 @@ void TestQJUpdateChecker::checkAgainstServer()
     QFETCH(QStringList, texts);
     VersionServer v;
     setup(v);
-    const QJUpdateCheckResult result = runCheck(v, 1000, v.installed);
+    const QJUpdateCheckResult result = runCheck(v, 1000, v.installed, [&v](QJUpdateChecker &checker) {
+        if (!v.descriptionKey.isEmpty())
+            checker.setDescriptionKey(v.descriptionKey);
+    });
     QCOMPARE(int(result.status), status);
     QCOMPARE(keysOf(result), keys);
     QStringList actualTexts;

@@ -57,4 +57,5 @@ public:
     QTemporaryDir folder;
     HttpServer server;
     QString installed = QStringLiteral("41"); // the build a check runs as
+    QString descriptionKey; // the user's language as a record key; empty: the checker's default
 };
