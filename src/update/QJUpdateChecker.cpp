@@ -119,6 +119,7 @@ public:
     QString applicationName;
     QString installedBuild;
     QString descriptionKey;
+    bool descriptionKeyChosen = false; // by setDescriptionKey(), not the user's language
     int timeout = 10000;
     int checkTimeout = 60000;
     qint64 maximumSize = qint64(4) * 1024 * 1024;
@@ -312,9 +313,10 @@ void QJUpdateCheckerPrivate::recordArrived(qsizetype index, const QByteArray &da
     if (record.isDictionary()) {
         const QJDictionary fields = record.toDictionary();
         result.records[index].version = fieldText(fields.objectForKey(u"version"_s));
-        // Servers often publish a version before its texts are translated: English then, not nothing.
+        // Servers often publish a version before its texts are translated: English then, not
+        // nothing, for the user's language. A key set on purpose means that key alone.
         QJValue description = fields.objectForKey(descriptionKey);
-        if (description.isNone())
+        if (description.isNone() && !descriptionKeyChosen)
             description = fields.objectForKey(u"en"_s);
         result.records[index].description = fieldText(description);
         readPackageFields(fields, result.directory, &result.records[index]);
@@ -465,6 +467,7 @@ QString QJUpdateChecker::installedBuild() const
 void QJUpdateChecker::setDescriptionKey(const QString &key)
 {
     d->descriptionKey = key;
+    d->descriptionKeyChosen = true;
 }
 QString QJUpdateChecker::descriptionKey() const
 {

@@ -147,7 +147,10 @@ public:
     void setInstalledBuild(const QString &build);
     /** @return the installed build. */
     QString installedBuild() const;
-    /** Sets the record key of the descriptions (default localizedDescriptionKey()). */
+    /**
+     * Sets the record key of the descriptions (default localizedDescriptionKey(), which falls back
+     * to a record's "en" text; a key set here does not).
+     */
     void setDescriptionKey(const QString &key);
     /** @return the record key of the descriptions. */
     QString descriptionKey() const;

@@ -198,14 +198,20 @@ void TestQJUpdateChecker::checkAgainstServer_data()
     QTest::newRow("description in the user's language") << Setup([](VersionServer &v) {
         v.publish({u"42"_s});
         v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
-        v.descriptionKey = u"de"_s;
+        v.language = u"de_DE"_s;
     }) << available << QStringList {u"42"_s} << QStringList {u"4.2|Beschreibung"_s};
     // A record not yet translated shows its English text rather than none.
     QTest::newRow("no text in the user's language: the English one") << Setup([](VersionServer &v) {
         v.publish({u"42"_s});
         v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
-        v.descriptionKey = u"ja"_s;
+        v.language = u"ja_JP"_s;
     }) << available << QStringList {u"42"_s} << QStringList {u"4.2|Faster saving."_s};
+    // A key chosen on purpose (qjkit check-update --language-key) means that key alone.
+    QTest::newRow("a chosen key without a text: none") << Setup([](VersionServer &v) {
+        v.publish({u"42"_s});
+        v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
+        v.descriptionKey = u"ja"_s;
+    }) << available << QStringList {u"42"_s} << QStringList {u"4.2|"_s};
     QTest::newRow("a silent record leaves its texts empty")
         << Setup([](VersionServer &v) {
                v.publishStandardDirectory();
@@ -223,6 +229,9 @@ void TestQJUpdateChecker::checkAgainstServer()
     QFETCH(QStringList, texts);
     VersionServer v;
     setup(v);
+    if (!v.language.isEmpty())
+        QLocale::setDefault(QLocale(v.language)); // read when the checker is made
+    const auto restore = qScopeGuard([] { QLocale::setDefault(QLocale::system()); });
     const QJUpdateCheckResult result = runCheck(v, 1000, v.installed, [&v](QJUpdateChecker &checker) {
         if (!v.descriptionKey.isEmpty())
             checker.setDescriptionKey(v.descriptionKey);

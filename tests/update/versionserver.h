@@ -57,5 +57,6 @@ public:
     QTemporaryDir folder;
     HttpServer server;
     QString installed = QStringLiteral("41"); // the build a check runs as
-    QString descriptionKey; // the user's language as a record key; empty: the checker's default
+    QString language; // the user's language (a locale name); empty: the test's own
+    QString descriptionKey; // a record key chosen with setDescriptionKey(); empty: the language's
 };
