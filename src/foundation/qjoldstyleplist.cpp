@@ -29,12 +29,6 @@ QString shown(char16_t c)
     return ch.isPrint() && !ch.isSpace() ? QString(ch) : u"U+%1"_s.arg(uint(c), 4, 16, QChar(u'0')).toUpper();
 }
 
-bool isUnquotedChar(char16_t c)
-{
-    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'_' || c == u'$'
-        || c == u'+' || c == u'/' || c == u':' || c == u'.' || c == u'-';
-}
-
 int hexValue(char16_t c)
 {
     if (c >= u'0' && c <= u'9')
@@ -134,7 +128,7 @@ private:
         }
         if (c == u'"' || c == u'\'')
             return readQuoted();
-        if (isUnquotedChar(c))
+        if (QJPlist::isUnquotedCharacter(c))
             return readUnquoted();
         return fail(u"unexpected \"%1\" where a value belongs"_s.arg(shown(c)));
     }
@@ -253,7 +247,7 @@ private:
     QJValue readUnquoted()
     {
         const qsizetype start = m_pos;
-        while (!atEnd() && isUnquotedChar(peek()))
+        while (!atEnd() && QJPlist::isUnquotedCharacter(peek()))
             ++m_pos;
         return m_text.mid(start, m_pos - start).toString();
     }

@@ -22,6 +22,12 @@ bool decodeText(const QByteArray &data, QString *text);
 // oversized input. Memory grows with what is read: QIODevice::read(limit + 1) would reserve the
 // whole limit even for a small file. Answers an empty array with *ok false on a read error.
 QByteArray readBounded(QIODevice &device, qint64 limit, bool *ok = nullptr);
+// The characters of an old-style string that needs no quotes: the reader's and the writer's one table.
+inline bool isUnquotedCharacter(char16_t c)
+{
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'_' || c == u'$'
+        || c == u'+' || c == u'/' || c == u':' || c == u'.' || c == u'-';
+}
 // Orders strings by Unicode code point (UTF-16 code-unit order differs above U+D7FF).
 bool lessByCodePoint(const QString &a, const QString &b);
 } // namespace QJPlist
