@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJArchiving.h"
-#include "qjcontainers_p.h"
 
 #include <QSet>
 
@@ -51,7 +50,7 @@ QJValue QJArchiving::_archiveSelf(const QJValue &receiver, bool isDictionary, bo
 {
     std::vector<Frame> stack;
     stack.push_back(makeFrame(receiver, isDictionary, dictionariesMutable, arraysMutable));
-    QSet<const void *> active {qjContainerIdentity(receiver)};
+    QSet<const void *> active {receiver.containerIdentity()};
     for (;;) {
         Frame &f = stack.back();
         const qsizetype count = f.isDictionary ? f.source.toDictionary().count() : f.source.toArray().count();
@@ -67,8 +66,8 @@ QJValue QJArchiving::_archiveSelf(const QJValue &receiver, bool isDictionary, bo
             }
             ++f.next;
             // A container met again inside itself is kept as it is, like a leaf that cannot be converted.
-            if ((element.isArray() || element.isDictionary()) && !active.contains(qjContainerIdentity(element))) {
-                active.insert(qjContainerIdentity(element));
+            if ((element.isArray() || element.isDictionary()) && !active.contains(element.containerIdentity())) {
+                active.insert(element.containerIdentity());
                 Frame child = makeFrame(element, element.isDictionary(), f.dictionariesMutable, arraysMutable);
                 child.key = key;
                 stack.push_back(std::move(child)); // `f` is not used after this
@@ -87,7 +86,7 @@ QJValue QJArchiving::_archiveSelf(const QJValue &receiver, bool isDictionary, bo
         if (!f.mutableResult)
             done = f.isDictionary ? QJValue(f.result.toDictionary().copy()) : QJValue(f.result.toArray().copy());
         const QString key = f.key;
-        active.remove(qjContainerIdentity(f.source));
+        active.remove(f.source.containerIdentity());
         stack.pop_back();
         if (stack.empty())
             return done;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJDictionaryExtensions.h"
 #include "qjmerge_p.h"
-#include "qjvalue_p.h"
 
 #include <QSet>
 
@@ -33,12 +32,12 @@ QStringList QJDictionaryExtensions::allKeyPaths(const QJDictionary &dictionary)
     // One growing path instead of a prefix per level keeps deep trees linear.
     QString path;
     std::vector<Frame> stack {{dictionary, 0, 0}};
-    QSet<const void *> active {QJValuePrivate::data(dictionary)};
+    QSet<const void *> active {dictionary.identity()};
 
     while (!stack.empty()) {
         Frame &f = stack.back();
         if (f.next >= f.dictionary.count()) {
-            active.remove(QJValuePrivate::data(f.dictionary));
+            active.remove(f.dictionary.identity());
             stack.pop_back();
             continue;
         }
@@ -47,9 +46,9 @@ QStringList QJDictionaryExtensions::allKeyPaths(const QJDictionary &dictionary)
         path += key;
         if (value.isDictionary() && value.toDictionary().isMutable()) {
             const QJDictionary nested = value.toDictionary();
-            if (!active.contains(QJValuePrivate::data(nested))) {
+            if (!active.contains(nested.identity())) {
                 path += u'.';
-                active.insert(QJValuePrivate::data(nested));
+                active.insert(nested.identity());
                 stack.push_back({nested, 0, path.size()}); // `f` is not used after this
                 continue;
             }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJPlistLocalization.h"
-#include "qjcontainers_p.h"
 
 #include <QSet>
 
@@ -15,11 +14,6 @@ struct Frame
     bool mainBundle; // nested containers take their strings from the main bundle
 };
 
-const void *identity(const QJValue &container)
-{
-    return qjContainerIdentity(container);
-}
-
 void localize(const QJValue &root, const QString &table, const QJBundle &bundle)
 {
     const bool mutableRoot = root.isArray() ? root.toArray().isMutable() : root.toDictionary().isMutable();
@@ -28,15 +22,15 @@ void localize(const QJValue &root, const QString &table, const QJBundle &bundle)
 
     const QJBundle main = QJBundle::mainBundle();
     std::vector<Frame> stack {{root, 0, false}};
-    QSet<const void *> active {identity(root)};
+    QSet<const void *> active {root.containerIdentity()};
 
     // Handles the value at one place: descends into a mutable container, or answers the
     // localized string (or none when nothing is to be replaced).
     auto visit = [&](const QJValue &value, bool mainBundle) -> QJValue {
         if (value.isArray() || value.isDictionary()) {
             const bool isMutable = value.isArray() ? value.toArray().isMutable() : value.toDictionary().isMutable();
-            if (isMutable && !active.contains(identity(value))) {
-                active.insert(identity(value));
+            if (isMutable && !active.contains(value.containerIdentity())) {
+                active.insert(value.containerIdentity());
                 stack.push_back({value, 0, true});
             }
             return QJValue();
@@ -52,7 +46,7 @@ void localize(const QJValue &root, const QString &table, const QJBundle &bundle)
         if (f.container.isArray()) {
             QJArray array = f.container.toArray();
             if (f.next >= array.count()) {
-                active.remove(identity(f.container));
+                active.remove(f.container.containerIdentity());
                 stack.pop_back();
                 continue;
             }
@@ -63,7 +57,7 @@ void localize(const QJValue &root, const QString &table, const QJBundle &bundle)
         } else {
             QJDictionary dictionary = f.container.toDictionary();
             if (f.next >= dictionary.count()) {
-                active.remove(identity(f.container));
+                active.remove(f.container.containerIdentity());
                 stack.pop_back();
                 continue;
             }

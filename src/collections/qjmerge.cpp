@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "qjmerge_p.h"
-#include "qjvalue_p.h"
 
 #include <QSet>
 
@@ -38,7 +37,7 @@ class Merger
 public:
     void pushDictionary(const QJDictionary &receiver, const QJDictionary &other)
     {
-        const void *source = QJValuePrivate::data(other);
+        const void *source = other.identity();
         if (m_active.contains(source))
             return; // the source contains itself: its repetition is left out
         m_active.insert(source);
@@ -48,7 +47,7 @@ public:
     void pushArray(QJArray receiver, const QJArray &other)
     {
         receiver.setArray(other);
-        const void *source = QJValuePrivate::data(other);
+        const void *source = other.identity();
         if (m_active.contains(source))
             return;
         m_active.insert(source);
@@ -61,7 +60,7 @@ public:
             Frame &top = m_stack.back();
             if (auto *f = std::get_if<DictionaryFrame>(&top)) {
                 if (f->next >= f->keys.size()) {
-                    m_active.remove(QJValuePrivate::data(f->other));
+                    m_active.remove(f->other.identity());
                     m_stack.pop_back();
                 } else {
                     stepDictionary(*f);

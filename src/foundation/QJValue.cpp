@@ -397,6 +397,13 @@ QByteArray QJValue::toByteArray() const
     return QByteArray();
 }
 
+const void *QJValue::containerIdentity() const noexcept
+{
+    if (const QJArrayData *array = QJValuePrivate::arrayData(*this))
+        return array;
+    return QJValuePrivate::dictionaryData(*this);
+}
+
 QJArray QJValue::toArray() const
 {
     if (const auto *d = std::get_if<std::shared_ptr<QJArrayData>>(&m_data))

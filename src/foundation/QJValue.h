@@ -170,6 +170,12 @@ public:
     /** @return whether both hold the same container or node; for other kinds, whether they are equal. */
     bool isSameObject(const QJValue &other) const noexcept;
     /**
+     * @return the identity of the array or dictionary held (what isSameObject() compares, for as
+     * long as the container lives), or nullptr for any other value: walks over a tree keep the
+     * containers on their path by it, so that one that contains itself is not entered again.
+     */
+    const void *containerIdentity() const noexcept;
+    /**
      * @return whether both values are equal in content, containers compared deeply, numbers by value.
      * Works without recursion, so trees of any depth compare; a pair of containers met again (a
      * shared container, or one that contains itself) counts as equal there, so it ends and visits
@@ -285,6 +291,8 @@ public:
 
     /** @return whether both handles refer to the very same container. */
     bool isSameObject(const QJArray &other) const noexcept { return d == other.d; }
+    /** @return the container's identity, what isSameObject() compares, for as long as it lives. */
+    const void *identity() const noexcept { return d.get(); }
     /** @return whether both arrays hold equal elements in the same order. */
     bool isEqual(const QJArray &other) const;
     /** @return @p a.isEqual(@p b). */
@@ -378,6 +386,8 @@ public:
 
     /** @return whether both handles refer to the very same container. */
     bool isSameObject(const QJDictionary &other) const noexcept { return d == other.d; }
+    /** @return the container's identity, what isSameObject() compares, for as long as it lives. */
+    const void *identity() const noexcept { return d.get(); }
     /** @return whether both dictionaries hold the same keys with equal values, in any order. */
     bool isEqual(const QJDictionary &other) const;
     /** @return @p a.isEqual(@p b). */

@@ -126,8 +126,8 @@ public:
     }
 };
 
-// What the parts of the value model ask of a value: whether it is a container, and which one;
-// whether a variant holds an object node.
+// What the parts of the value model ask of a value: whether it is a container; whether a variant
+// holds an object node.
 namespace QJValueDetail
 {
 inline bool isNodeVariant(const QVariant &v)
@@ -140,9 +140,4 @@ inline bool isContainer(const QJValue &v) noexcept
     return v.isArray() || v.isDictionary();
 }
 
-inline const void *containerIdentity(const QJValue &v) noexcept
-{
-    return v.isArray() ? static_cast<const void *>(QJValuePrivate::data(v.toArray()))
-                       : static_cast<const void *>(QJValuePrivate::data(v.toDictionary()));
-}
 } // namespace QJValueDetail

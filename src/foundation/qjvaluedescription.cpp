@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <vector>
 
-using QJValueDetail::containerIdentity;
 using QJValueDetail::isContainer;
 using QJValueDetail::isNodeVariant;
 
@@ -147,11 +146,11 @@ QString QJValue::description() const
     QSet<const void *> open;
     auto enter = [&](const QJValue &container, const QString &pad) {
         const bool isArray = container.isArray();
-        if (open.contains(containerIdentity(container))) {
+        if (open.contains(container.containerIdentity())) {
             out += isArray ? QStringLiteral("(...)") : QStringLiteral("{...}");
             return;
         }
-        open.insert(containerIdentity(container));
+        open.insert(container.containerIdentity());
         out += isArray ? QStringLiteral("(\n") : QStringLiteral("{\n");
         const qsizetype count = isArray ? container.toArray().count() : container.toDictionary().count();
         stack.push_back({container, count, 0, pad});
@@ -164,7 +163,7 @@ QString QJValue::description() const
             out += isArray ? (f.next < f.count ? QStringLiteral(",\n") : QStringLiteral("\n")) : QStringLiteral(";\n");
         if (f.next == f.count) {
             out += f.pad + (isArray ? u')' : u'}');
-            open.remove(containerIdentity(f.container));
+            open.remove(f.container.containerIdentity());
             stack.pop_back();
             continue;
         }

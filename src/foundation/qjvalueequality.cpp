@@ -11,7 +11,6 @@
 
 #include <vector>
 
-using QJValueDetail::containerIdentity;
 using QJValueDetail::isContainer;
 using QJValueDetail::isNodeVariant;
 

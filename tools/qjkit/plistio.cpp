@@ -3,7 +3,6 @@
 #include "cli.h"
 
 #include "QJPropertyListSerialization.h"
-#include "qjvalue_p.h"
 
 using namespace Qt::StringLiterals;
 
@@ -49,7 +48,7 @@ void printValue(const QJValue &value, const QString &file)
                                             : QString::number(value.toInteger()));
         return;
     case QJValue::Real:
-        printLine(qjFormatReal(value.toDouble()));
+        printLine(value.description()); // the shortest form that reads back
         return;
     case QJValue::Boolean:
         printLine(value.toBool() ? u"true"_s : u"false"_s);
