@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJArchiving.h"
 
-#include <QSet>
+#include "QJValueWalk.h"
 
 #include <vector>
 
@@ -33,7 +33,6 @@ struct Frame
     bool dictionariesMutable; // handed to the containers below
     QJValue result; // a new mutable array or dictionary
     QString key; // where the result goes in the parent dictionary
-    qsizetype next = 0;
 };
 
 Frame makeFrame(const QJValue &source, bool isDictionary, bool dictionariesMutable, bool arraysMutable)
@@ -43,59 +42,67 @@ Frame makeFrame(const QJValue &source, bool isDictionary, bool dictionariesMutab
     // Below an array, the arrays flag stands for the dictionaries too.
     return {source, false, arraysMutable, arraysMutable, QJArray(QJMutability::Mutable), QString()};
 }
+
+// Builds the converted copy while the walk goes: a result container per container entered, leaves
+// converted into the innermost one, each finished container handed to its parent's.
+struct Archiver
+{
+    bool rootIsDictionary;
+    bool unarchive;
+    bool keyed;
+    bool dictionariesMutable;
+    bool arraysMutable;
+    std::vector<Frame> open;
+    QJValue done;
+
+    bool enter(const QJValue &container, const QJValue &parent, qsizetype, const QString &key)
+    {
+        Frame f = parent.isNone()
+            ? makeFrame(container, rootIsDictionary, dictionariesMutable, arraysMutable)
+            : makeFrame(container, container.isDictionary(), open.back().dictionariesMutable, arraysMutable);
+        f.key = key;
+        open.push_back(std::move(f));
+        return true;
+    }
+    void add(const QJValue &value, const QString &key)
+    {
+        Frame &f = open.back();
+        if (f.isDictionary)
+            f.result.toDictionary().setObject(value, key);
+        else
+            f.result.toArray().append(value);
+    }
+    // A container met again inside itself is kept as it is, like a leaf that cannot be converted.
+    void leaf(const QJValue &value, const QJValue &, qsizetype, const QString &key)
+    {
+        add(value.containerIdentity() ? value : convertLeaf(value, unarchive, keyed), key);
+    }
+    void leave(const QJValue &)
+    {
+        const Frame f = std::move(open.back());
+        open.pop_back();
+        QJValue result = f.result;
+        if (!f.mutableResult)
+            result = f.isDictionary ? QJValue(f.result.toDictionary().copy()) : QJValue(f.result.toArray().copy());
+        if (open.empty())
+            done = result;
+        else
+            add(result, f.key);
+    }
+};
 } // namespace
 
 QJValue QJArchiving::_archiveSelf(const QJValue &receiver, bool isDictionary, bool unarchive, bool dictionariesMutable,
     bool arraysMutable, bool keyed)
 {
-    std::vector<Frame> stack;
-    stack.push_back(makeFrame(receiver, isDictionary, dictionariesMutable, arraysMutable));
-    QSet<const void *> active {receiver.containerIdentity()};
-    for (;;) {
-        Frame &f = stack.back();
-        const qsizetype count = f.isDictionary ? f.source.toDictionary().count() : f.source.toArray().count();
-        if (f.next < count) {
-            QString key;
-            QJValue element;
-            if (f.isDictionary) {
-                const auto &entry = *(f.source.toDictionary().begin() + f.next);
-                key = entry.first;
-                element = entry.second;
-            } else {
-                element = f.source.toArray().at(f.next);
-            }
-            ++f.next;
-            // A container met again inside itself is kept as it is, like a leaf that cannot be converted.
-            if ((element.isArray() || element.isDictionary()) && !active.contains(element.containerIdentity())) {
-                active.insert(element.containerIdentity());
-                Frame child = makeFrame(element, element.isDictionary(), f.dictionariesMutable, arraysMutable);
-                child.key = key;
-                stack.push_back(std::move(child)); // `f` is not used after this
-                continue;
-            }
-            const QJValue converted
-                = element.isArray() || element.isDictionary() ? element : convertLeaf(element, unarchive, keyed);
-            if (f.isDictionary)
-                f.result.toDictionary().setObject(converted, key);
-            else
-                f.result.toArray().append(converted);
-            continue;
-        }
-
-        QJValue done = f.result;
-        if (!f.mutableResult)
-            done = f.isDictionary ? QJValue(f.result.toDictionary().copy()) : QJValue(f.result.toArray().copy());
-        const QString key = f.key;
-        active.remove(f.source.containerIdentity());
-        stack.pop_back();
-        if (stack.empty())
-            return done;
-        Frame &parent = stack.back();
-        if (parent.isDictionary)
-            parent.result.toDictionary().setObject(done, key);
-        else
-            parent.result.toArray().append(done);
+    Archiver archiver {isDictionary, unarchive, keyed, dictionariesMutable, arraysMutable, {}, {}};
+    if (!receiver.containerIdentity()) { // nothing to convert: an empty result of the kind asked for
+        archiver.enter(receiver, QJValue(), -1, QString());
+        archiver.leave(receiver);
+    } else {
+        QJValueWalk::walk(receiver, archiver);
     }
+    return archiver.done;
 }
 
 QJArray QJArchiving::archive(

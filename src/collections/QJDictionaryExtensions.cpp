@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJDictionaryExtensions.h"
+#include "QJValueWalk.h"
 #include "qjmerge_p.h"
 
 #include <QSet>
@@ -19,44 +20,44 @@ void QJDictionaryExtensions::recursiveAddEntriesFromDictionary(const QJDictionar
     QJMerge::mergeDictionary(receiver, other);
 }
 
-QStringList QJDictionaryExtensions::allKeyPaths(const QJDictionary &dictionary)
+namespace
 {
-    struct Frame
-    {
-        QJDictionary dictionary;
-        qsizetype next;
-        qsizetype prefixLength; // of `path` when this dictionary's keys are appended
-    };
+// Every key path once, in walk order: nested mutable dictionaries are walked into, everything
+// else (arrays, immutable dictionaries, a dictionary inside itself) ends a path.
+struct KeyPaths
+{
     QStringList result;
     QSet<QString> seen;
-    // One growing path instead of a prefix per level keeps deep trees linear.
-    QString path;
-    std::vector<Frame> stack {{dictionary, 0, 0}};
-    QSet<const void *> active {dictionary.identity()};
+    QString path; // one growing path instead of a prefix per level keeps deep trees linear
+    std::vector<qsizetype> prefix {0}; // where the open dictionaries' keys start in `path`
 
-    while (!stack.empty()) {
-        Frame &f = stack.back();
-        if (f.next >= f.dictionary.count()) {
-            active.remove(f.dictionary.identity());
-            stack.pop_back();
-            continue;
-        }
-        const auto &[key, value] = *(f.dictionary.begin() + f.next++);
-        path.truncate(f.prefixLength);
+    bool enter(const QJValue &value, const QJValue &parent, qsizetype, const QString &key)
+    {
+        if (parent.isNone())
+            return true;
+        if (!value.isDictionary() || !value.toDictionary().isMutable())
+            return false;
+        path.truncate(prefix.back());
+        path += key + u'.';
+        prefix.push_back(path.size());
+        return true;
+    }
+    void leaf(const QJValue &, const QJValue &, qsizetype, const QString &key)
+    {
+        path.truncate(prefix.back());
         path += key;
-        if (value.isDictionary() && value.toDictionary().isMutable()) {
-            const QJDictionary nested = value.toDictionary();
-            if (!active.contains(nested.identity())) {
-                path += u'.';
-                active.insert(nested.identity());
-                stack.push_back({nested, 0, path.size()}); // `f` is not used after this
-                continue;
-            }
-        }
         if (!seen.contains(path)) {
             seen.insert(path);
             result.append(path);
         }
     }
-    return result;
+    void leave(const QJValue &) { prefix.pop_back(); }
+};
+} // namespace
+
+QStringList QJDictionaryExtensions::allKeyPaths(const QJDictionary &dictionary)
+{
+    KeyPaths paths;
+    QJValueWalk::walk(dictionary, paths);
+    return paths.result;
 }

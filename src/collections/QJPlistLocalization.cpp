@@ -1,17 +1,37 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJPlistLocalization.h"
 
-#include <QSet>
-
-#include <vector>
+#include "QJValueWalk.h"
 
 namespace
 {
-struct Frame
+// Replaces strings where they are: every mutable container is walked into, and each string in it
+// is replaced by its translation. Strings directly in the root come from the given bundle, those
+// in nested containers from the main bundle.
+struct Localizer
 {
-    QJValue container; // a mutable array or dictionary
-    qsizetype next = 0;
-    bool mainBundle; // nested containers take their strings from the main bundle
+    const QString &table;
+    const QJBundle &bundle;
+    const QJBundle main = QJBundle::mainBundle();
+
+    bool enter(const QJValue &container, const QJValue &, qsizetype, const QString &)
+    {
+        return container.isArray() ? container.toArray().isMutable() : container.toDictionary().isMutable();
+    }
+    void leaf(const QJValue &value, const QJValue &parent, qsizetype index, const QString &key)
+    {
+        if (!value.isString() || parent.isNone())
+            return;
+        const bool nested = parent.containerIdentity() != rootIdentity;
+        const QString localized = (nested ? main : bundle).localizedStringForKey(value.toString(), QString(), table);
+        if (parent.isArray())
+            parent.toArray().replace(index, localized);
+        else
+            parent.toDictionary().setObject(localized, key); // an existing key keeps its place
+    }
+    void leave(const QJValue &) { }
+
+    const void *rootIdentity = nullptr;
 };
 
 void localize(const QJValue &root, const QString &table, const QJBundle &bundle)
@@ -19,54 +39,9 @@ void localize(const QJValue &root, const QString &table, const QJBundle &bundle)
     const bool mutableRoot = root.isArray() ? root.toArray().isMutable() : root.toDictionary().isMutable();
     if (!mutableRoot)
         throw QJImmutableMutationError("-[QJPlistLocalization localizeUsingTable:]: receiver is immutable");
-
-    const QJBundle main = QJBundle::mainBundle();
-    std::vector<Frame> stack {{root, 0, false}};
-    QSet<const void *> active {root.containerIdentity()};
-
-    // Handles the value at one place: descends into a mutable container, or answers the
-    // localized string (or none when nothing is to be replaced).
-    auto visit = [&](const QJValue &value, bool mainBundle) -> QJValue {
-        if (value.isArray() || value.isDictionary()) {
-            const bool isMutable = value.isArray() ? value.toArray().isMutable() : value.toDictionary().isMutable();
-            if (isMutable && !active.contains(value.containerIdentity())) {
-                active.insert(value.containerIdentity());
-                stack.push_back({value, 0, true});
-            }
-            return QJValue();
-        }
-        if (value.isString())
-            return (mainBundle ? main : bundle).localizedStringForKey(value.toString(), QString(), table);
-        return QJValue();
-    };
-
-    while (!stack.empty()) {
-        Frame &f = stack.back();
-        const bool mainBundle = f.mainBundle;
-        if (f.container.isArray()) {
-            QJArray array = f.container.toArray();
-            if (f.next >= array.count()) {
-                active.remove(f.container.containerIdentity());
-                stack.pop_back();
-                continue;
-            }
-            const qsizetype i = f.next++;
-            const QJValue localized = visit(array.at(i), mainBundle); // may move `f`
-            if (!localized.isNone())
-                array.replace(i, localized);
-        } else {
-            QJDictionary dictionary = f.container.toDictionary();
-            if (f.next >= dictionary.count()) {
-                active.remove(f.container.containerIdentity());
-                stack.pop_back();
-                continue;
-            }
-            const QString key = (dictionary.begin() + f.next++)->first;
-            const QJValue localized = visit(dictionary.objectForKey(key), mainBundle);
-            if (!localized.isNone())
-                dictionary.setObject(localized, key); // an existing key keeps its place
-        }
-    }
+    Localizer localizer {table, bundle};
+    localizer.rootIdentity = root.containerIdentity();
+    QJValueWalk::walk(root, localizer);
 }
 } // namespace
 

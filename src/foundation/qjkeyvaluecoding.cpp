@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // Key-value coding: reading values by key and key path through containers and object nodes.
 #include "QJValue.h"
+#include "QJValueWalk.h"
 #include "qjvalue_p.h"
 
 #include <QDebug>
@@ -14,36 +15,38 @@
 namespace
 {
 // The value of every element of @p array for @p key, with arrays inside arrays answered alike
-// (an array of their elements' values). Open arrays are kept on a stack instead of recursing, so
-// nesting of any depth is handled; an array met again inside itself gives none at that place.
+// (an array of their elements' values); an array met again inside itself gives none at that place.
 QJValue valuesForKey(const QJArray &array, const QString &key)
 {
-    struct Frame
+    struct Values
     {
-        QJArray source;
-        QList<QJValue> values;
-    };
-    std::vector<Frame> stack {{array, {}}};
-    QSet<const void *> open {QJValuePrivate::data(array)};
-    for (;;) {
-        Frame &f = stack.back();
-        if (f.values.size() < f.source.count()) {
-            const QJValue &element = f.source.at(f.values.size());
-            if (element.isArray() && !open.contains(QJValuePrivate::data(element.toArray()))) {
-                open.insert(QJValuePrivate::data(element.toArray()));
-                stack.push_back({element.toArray(), {}}); // `f` is not used after this
-            } else {
-                f.values.append(element.isArray() ? QJValue() : element.valueForKey(key));
-            }
-            continue;
+        const QString &key;
+        std::vector<QList<QJValue>> open; // the values of each array walked into
+        QJValue done;
+
+        bool enter(const QJValue &container, const QJValue &parent, qsizetype, const QString &)
+        {
+            if (!parent.isNone() && !container.isArray())
+                return false;
+            open.emplace_back();
+            return true;
         }
-        const QJValue done = QJArray(f.values, QJMutability::Immutable);
-        open.remove(QJValuePrivate::data(f.source));
-        stack.pop_back();
-        if (stack.empty())
-            return done;
-        stack.back().values.append(done);
-    }
+        void leaf(const QJValue &value, const QJValue &, qsizetype, const QString &)
+        {
+            open.back().append(value.isArray() ? QJValue() : value.valueForKey(key));
+        }
+        void leave(const QJValue &)
+        {
+            const QJValue values = QJArray(std::move(open.back()), QJMutability::Immutable);
+            open.pop_back();
+            if (open.empty())
+                done = values;
+            else
+                open.back().append(values);
+        }
+    } values {key, {}, {}};
+    QJValueWalk::walk(array, values);
+    return values.done;
 }
 } // namespace
 

@@ -48,6 +48,7 @@ private Q_SLOTS:
     void allKeyPaths_data();
     void allKeyPaths();
     void deepTrees();
+    void containersInsideThemselves();
     void secureSetObject_data();
     void secureSetObject();
     void secureArrayAddAndDefaults();
@@ -356,6 +357,25 @@ void TestCollections::deepTrees()
     std::tie(levels, last) = bottom(replaced);
     QCOMPARE(levels, Depth);
     QCOMPARE(last.toArray().first().toString(), u"Hello"_s); // the deep strings come from the main bundle
+}
+
+void TestCollections::containersInsideThemselves()
+{
+    // Every walk ends at a container met again inside itself, and takes it as a leaf there.
+    D root;
+    A list {u"x"_s};
+    root.setObject(root, u"self"_s);
+    root.setObject(list, u"list"_s);
+    list.append(list);
+    QCOMPARE(QJDictionaryExtensions::allKeyPaths(root), (QStringList {u"self"_s, u"list"_s}));
+    const D archived = QJArchiving::archive(root);
+    QVERIFY(archived.objectForKey(u"self"_s).isSameObject(root));
+    QVERIFY(archived.objectForKey(u"list"_s).toArray().at(1).isSameObject(list));
+    QJPlistLocalization::localizeUsingTable(root, u"Menus"_s, QJBundle(m_data + u"/main"_s));
+    QCOMPARE(QJValue(list).valueForKey(u"k"_s), QJValue(A {QJValue(), QJValue()}));
+    // The cycles are undone, so nothing is left behind.
+    root.removeObjectForKey(u"self"_s);
+    list.removeLast();
 }
 
 void TestCollections::secureSetObject_data()
