@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // Values as old-style property-list text, for descriptions and QDebug.
 #include "QJValue.h"
+#include "QJValueWalk.h"
 #include "qjvalue_p.h"
 
 #include <QDebug>
@@ -123,18 +124,66 @@ void describeLeaf(const QJValue &value, bool nested, QString &out)
     }
 }
 
-// One open array or dictionary of a description.
-struct DescribeFrame
+// Writes a description as the walk goes: each element on its own line, indented by depth, a
+// container met again inside itself as "(...)" or "{...}".
+struct Describer
 {
-    QJValue container;
-    qsizetype count;
-    qsizetype next;
-    QString pad; // the indentation of its closing bracket
+    QString &out;
+    struct Open
+    {
+        bool isArray;
+        qsizetype count;
+        QString pad; // the indentation of its closing bracket
+        qsizetype indexInParent;
+    };
+    std::vector<Open> open;
+
+    void prefix(const QString &key)
+    {
+        const Open &parent = open.back();
+        out += parent.pad + QStringLiteral("    ");
+        if (!parent.isArray)
+            out += quoted(key) + QStringLiteral(" = ");
+    }
+    // Ends the line of the element at @p index of the innermost open container.
+    void endLine(qsizetype index)
+    {
+        const Open &parent = open.back();
+        out += parent.isArray ? (index + 1 < parent.count ? QStringLiteral(",\n") : QStringLiteral("\n"))
+                              : QStringLiteral(";\n");
+    }
+    bool enter(const QJValue &container, const QJValue &parent, qsizetype index, const QString &key)
+    {
+        QString pad;
+        if (!parent.isNone()) {
+            prefix(key);
+            pad = open.back().pad + QStringLiteral("    ");
+        }
+        const bool isArray = container.isArray();
+        out += isArray ? QStringLiteral("(\n") : QStringLiteral("{\n");
+        open.push_back({isArray, isArray ? container.toArray().count() : container.toDictionary().count(), pad, index});
+        return true;
+    }
+    void leaf(const QJValue &value, const QJValue &, qsizetype index, const QString &key)
+    {
+        prefix(key);
+        if (isContainer(value))
+            out += value.isArray() ? QStringLiteral("(...)") : QStringLiteral("{...}");
+        else
+            describeLeaf(value, true, out);
+        endLine(index);
+    }
+    void leave(const QJValue &)
+    {
+        const Open closed = open.back();
+        open.pop_back();
+        out += closed.pad + (closed.isArray ? u')' : u'}');
+        if (!open.empty())
+            endLine(closed.indexInParent);
+    }
 };
 } // namespace
 
-// Written with a stack of open containers instead of recursion, so that a tree of any depth can
-// be described. A container met again inside itself is written as "(...)" or "{...}".
 QString QJValue::description() const
 {
     QString out;
@@ -142,47 +191,8 @@ QString QJValue::description() const
         describeLeaf(*this, false, out);
         return out;
     }
-    std::vector<DescribeFrame> stack;
-    QSet<const void *> open;
-    auto enter = [&](const QJValue &container, const QString &pad) {
-        const bool isArray = container.isArray();
-        if (open.contains(container.containerIdentity())) {
-            out += isArray ? QStringLiteral("(...)") : QStringLiteral("{...}");
-            return;
-        }
-        open.insert(container.containerIdentity());
-        out += isArray ? QStringLiteral("(\n") : QStringLiteral("{\n");
-        const qsizetype count = isArray ? container.toArray().count() : container.toDictionary().count();
-        stack.push_back({container, count, 0, pad});
-    };
-    enter(*this, QString());
-    while (!stack.empty()) {
-        DescribeFrame &f = stack.back();
-        const bool isArray = f.container.isArray();
-        if (f.next > 0) // the element before is complete: end its line
-            out += isArray ? (f.next < f.count ? QStringLiteral(",\n") : QStringLiteral("\n")) : QStringLiteral(";\n");
-        if (f.next == f.count) {
-            out += f.pad + (isArray ? u')' : u'}');
-            open.remove(f.container.containerIdentity());
-            stack.pop_back();
-            continue;
-        }
-        const QString innerPad = f.pad + QStringLiteral("    ");
-        QJValue element;
-        if (isArray) {
-            element = f.container.toArray().at(f.next);
-            out += innerPad;
-        } else {
-            const auto &entry = *(f.container.toDictionary().begin() + f.next);
-            element = entry.second;
-            out += innerPad + quoted(entry.first) + QStringLiteral(" = ");
-        }
-        ++f.next;
-        if (isContainer(element))
-            enter(element, innerPad); // may move `f`
-        else
-            describeLeaf(element, true, out);
-    }
+    Describer describer {out, {}};
+    QJValueWalk::walk(*this, describer);
     return out;
 }
 
