@@ -10,7 +10,8 @@ PREFIX     ?= $(CURDIR)/$(BUILD_DIR)/stage
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 
 PACKAGES := build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-dev-tools libgl-dev \
-            xvfb xauth python3 fonts-dejavu-core ccache libsodium-dev libarchive-dev minisign fonts-wqy-microhei
+            xvfb xauth procps python3 fonts-dejavu-core ccache libsodium-dev libarchive-dev minisign \
+            fonts-wqy-microhei
 
 CMAKE_CONFIGURE = cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) \
                   -DCMAKE_INSTALL_PREFIX=$(PREFIX)

@@ -66,6 +66,7 @@ if [[ "$mode" == "--inside-xvfb" ]]; then
   run_installed --tour "$shots"
   exit
 fi
+command -v pgrep >/dev/null || { echo "pgrep is missing: apt-get install procps" >&2; exit 1; }
 
 # Every run starts from release 0.1, so there is always an update to install.
 rm -rf "$install" "$releases/.QJKit Demo.update"
