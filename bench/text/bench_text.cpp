@@ -51,6 +51,22 @@ void countForRange(benchmark::State &state)
 }
 BENCHMARK(countForRange)->ArgNames({"wholeLines", "countSpaces"})->Args({0, 0})->Args({1, 0})->Args({0, 1});
 
+// The same counts straight from the UTF-8 bytes, in 1 MiB pieces as qjkit stats reads them.
+void utf8Counter(benchmark::State &state)
+{
+    const QByteArray bytes = prose().toUtf8();
+    for (auto _ : state) {
+        QJStringCounting::Utf8Counter counter(state.range(0), 0, false, false);
+        for (qsizetype at = 0; at < bytes.size(); at += 1 << 20)
+            counter.add(QByteArrayView(bytes).sliced(at, qMin<qsizetype>(1 << 20, bytes.size() - at)));
+        qint32 paragraphs = 0, lines = 0, chars = 0, words = 0;
+        counter.finish(&paragraphs, &lines, &chars, &words, 1);
+        benchmark::DoNotOptimize(words);
+    }
+    state.SetBytesProcessed(state.iterations() * bytes.size());
+}
+BENCHMARK(utf8Counter)->ArgName("wholeLines")->Arg(0)->Arg(1);
+
 void fromUtf8(benchmark::State &state)
 {
     const QByteArray bytes = prose().toUtf8();
