@@ -291,12 +291,19 @@ def scaling(build, work):
         rows.append(("stats", f"{megabytes} MB of prose", path.stat().st_size / 1e6, t))
         log(f"statistics of {megabytes} MB: {t:.3f} s")
         path.unlink()
+    # Fitting grew with the square of the text; a command argument holds at most 128 KiB.
+    words = "harbour lantern kettle notebook letter station window river ".split()
+    for units in (8_000, 16_000, 32_000, 64_000, 128_000):
+        text = " ".join(words[i % len(words)] for i in range(units))[: units - 1]
+        t = median_seconds([qjkit, "fit", "--keep-start", "--width", "100", text])
+        rows.append(("fit", f"{units:,} units", units * 2 / 1e6, t))
+        log(f"fit of {units} units: {t:.3f} s")
     return rows
 
 
 def plot(rows, png):
     with tempfile.TemporaryDirectory() as work:
-        for kind in ("diff", "stats"):
+        for kind in ("diff", "stats", "fit"):
             with open(Path(work) / f"{kind}.dat", "w") as data:
                 for k, _, size, t in rows:
                     if k == kind:
@@ -313,7 +320,8 @@ set key top left
 set format x "%g"
 set format y "%g"
 plot "{work}/diff.dat" using 1:2 with linespoints lw 2 pt 7 title "qjkit diff --type words", \\
-     "{work}/stats.dat" using 1:2 with linespoints lw 2 pt 5 title "qjkit stats"
+     "{work}/stats.dat" using 1:2 with linespoints lw 2 pt 5 title "qjkit stats", \\
+     "{work}/fit.dat" using 1:2 with linespoints lw 2 pt 9 title "qjkit fit --keep-start (UTF-16 MB)"
 """
         subprocess.run(["gnuplot"], input=script, text=True, check=True)
 
@@ -487,7 +495,7 @@ def render(figures, report):
     w("| Command | Input | Size (MB) | Time (s) | Time per MB (ms) |")
     w("|---|---|---|---|---|")
     for kind, label, size, t in growth_rows:
-        command = "qjkit diff --type words" if kind == "diff" else "qjkit stats"
+        command = {"diff": "qjkit diff --type words", "stats": "qjkit stats", "fit": "qjkit fit --keep-start --width 100"}[kind]
         w(f"| `{command}` | {label} | {size:.1f} | {t:.3f} | {t / size * 1e3:.1f} |")
     w("")
     diff_size, diff_time = growth(growth_rows, "diff")
