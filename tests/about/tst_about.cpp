@@ -67,10 +67,10 @@ bool anyAboutWindow()
 // "%2$@ %1$@" both give 1:@ 2:@), so a translation may reorder them but not drop or change one.
 QStringList formatArguments(const QString &format)
 {
-    static const QRegularExpression spec(u"%(?:(\\d+)\\$)?[-+ #0]*\\d*(?:\\.\\d+)?(?:hh|h|ll|l|q|z)?([@a-zA-Z%])"_s);
+    static const QRegularExpression placeholder(u"%(?:(\\d+)\\$)?[-+ #0]*\\d*(?:\\.\\d+)?(?:hh|h|ll|l|q|z)?([@a-zA-Z%])"_s);
     QStringList arguments;
     int next = 0;
-    for (const QRegularExpressionMatch &match : spec.globalMatch(format)) {
+    for (const QRegularExpressionMatch &match : placeholder.globalMatch(format)) {
         if (match.captured(2) == u"%")
             continue;
         const int position = match.captured(1).isEmpty() ? ++next : match.captured(1).toInt();

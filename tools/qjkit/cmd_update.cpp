@@ -140,16 +140,25 @@ const Cli::Registrar publishUpdate({
                "signature; KEY is added to DIR/info.plist, whose other keys stay."_s,
 });
 
+// The options that name a version server and what is installed, as check-update and
+// install-update share them.
+QList<Cli::Option> serverOptions()
+{
+    return {
+        {u"--base-url"_s, u"URL"_s, u"The version server's base address, ending in /AppServices/Versions/."_s},
+        {u"--name"_s, u"NAME"_s, u"The application's name (its directory is the name without spaces, lower-cased)."_s},
+        {u"--build"_s, u"BUILD"_s, u"The installed build."_s},
+    };
+}
+
 const Cli::Registrar installUpdate({
     .name = u"install-update"_s,
     .summary = u"Installs the newest version of NAME newer than BUILD into DIR, as the Updater does, and prints it as JSON."_s,
-    .options = {
-        {u"--base-url"_s, u"URL"_s, u"The version server's base address, ending in /AppServices/Versions/."_s},
-        {u"--name"_s, u"NAME"_s, u"The application's name."_s},
-        {u"--build"_s, u"BUILD"_s, u"The installed build."_s},
-        {u"--public-key"_s, u"PUBKEY"_s, u"The public key packages must be signed with: its line or key file."_s},
-        {u"--install-dir"_s, u"DIR"_s, u"The install folder whose contents the new version replaces."_s},
-    },
+    .options = serverOptions()
+        + QList<Cli::Option> {
+            {u"--public-key"_s, u"PUBKEY"_s, u"The public key packages must be signed with: its line or key file."_s},
+            {u"--install-dir"_s, u"DIR"_s, u"The install folder whose contents the new version replaces."_s},
+        },
     .run =
         [](const Cli::Args &args) {
             const QString command = u"install-update"_s;
@@ -181,12 +190,10 @@ const Cli::Registrar installUpdate({
 const Cli::Registrar checkUpdate({
     .name = u"check-update"_s,
     .summary = u"Asks the version server for versions of NAME newer than BUILD and prints them as JSON, newest first."_s,
-    .options = {
-        {u"--base-url"_s, u"URL"_s, u"The version server's base address, ending in /AppServices/Versions/."_s},
-        {u"--name"_s, u"NAME"_s, u"The application's name (its directory is the name without spaces, lower-cased)."_s},
-        {u"--build"_s, u"BUILD"_s, u"The installed build."_s},
-        {u"--language-key"_s, u"KEY"_s, u"The record key of the descriptions (default: the English \"updateKey\")."_s},
-    },
+    .options = serverOptions()
+        + QList<Cli::Option> {
+            {u"--language-key"_s, u"KEY"_s, u"The record key of the descriptions (default: the English \"updateKey\")."_s},
+        },
     .run =
         [](const Cli::Args &args) {
             QJUpdateChecker checker;
