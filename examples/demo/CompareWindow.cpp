@@ -3,15 +3,15 @@
 
 #include <QDialogButtonBox>
 #include <QFileInfo>
+#include <QFutureWatcher>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
 #include <QTextBrowser>
-#include <QThread>
 #include <QVBoxLayout>
+#include <QtConcurrent/QtConcurrentRun>
 
-#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -103,13 +103,9 @@ CompareWindow::CompareWindow(QWidget *parent) : QWidget(parent, Qt::Window)
     layout->addWidget(buttons);
 }
 
-CompareWindow::~CompareWindow()
-{
-    if (m_worker) {
-        m_worker->wait();
-        delete m_worker.data();
-    }
-}
+// A comparison still running ends on the pool and its result goes nowhere: it holds copies of
+// the texts only, and its watcher goes with the window.
+CompareWindow::~CompareWindow() = default;
 
 void CompareWindow::compare(const QString &path, const QString &current)
 {
@@ -119,20 +115,16 @@ void CompareWindow::compare(const QString &path, const QString &current)
     m_saved = tr("Saved %1").arg(QLocale().toString(file.lastModified(), u"d MMM yyyy, HH:mm"_s));
     m_details->setText(m_saved + u" · "_s + tr("comparing…"));
     const quint64 generation = ++m_generation;
-    auto result = std::make_shared<DocumentComparison>();
-    QThread *worker
-        = QThread::create([path, current, result] { *result = DocumentComparison::compareWithFile(path, current); });
-    connect(worker, &QThread::finished, this, [this, worker, result, generation] {
-        worker->deleteLater();
-        if (m_worker == worker)
-            m_worker = nullptr;
+    auto *watcher = new QFutureWatcher<DocumentComparison>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, generation] {
+        watcher->deleteLater();
+        --m_pending;
         if (generation == m_generation) // else a newer comparison is under way
-            showResult(*result);
+            showResult(watcher->result());
     });
-    if (m_worker)
-        m_worker->wait(); // the previous one ends soon; its result is dropped
-    m_worker = worker;
-    worker->start();
+    ++m_pending;
+    watcher->setFuture(
+        QtConcurrent::run([path, current] { return DocumentComparison::compareWithFile(path, current); }));
 }
 
 void CompareWindow::showResult(const DocumentComparison &result)
