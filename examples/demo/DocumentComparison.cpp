@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "DocumentComparison.h"
 
+#include "DiffEngine.h" // the DiffOpType names
 #include "QJDifferenceEngine.h"
-#include "QJDifferenceHtml.h"
 
 #include <QFile>
-#include <QRegularExpression>
 #include <QStringDecoder>
-
-#include <cmath>
+#include <QStringTokenizer>
 
 using namespace Qt::StringLiterals;
 
@@ -26,28 +24,38 @@ QString withBreakTokens(QString text)
     return text;
 }
 
-// Line breaks back into the markup: a plain break inside unchanged text, a paragraph mark and a
-// break where a break was deleted or added.
-QString withLineBreaks(const QString &html)
+// The text of a run, escaped, with its break tokens back as line breaks: a plain break in unchanged
+// text, a paragraph mark and a break where a break was deleted or added.
+QString runText(const QString &text, bool same)
 {
-    static const QRegularExpression run(uR"re((<(span|del|ins) class="([^"]*)">)([^<]*)(</\2>))re"_s);
-    static const QRegularExpression breaks(u"\x01 ?"_s);
-    QString result;
-    result.reserve(html.size() + html.size() / 8);
-    qsizetype last = 0;
-    for (const QRegularExpressionMatch &match : run.globalMatch(html)) {
-        result += QStringView(html).mid(last, match.capturedStart() - last);
-        QString content = match.captured(4);
-        const bool same = match.captured(2) == u"span"_s;
-        content.replace(breaks, same ? u"<br/>"_s : u"\u00b6<br/>"_s);
-        result += match.captured(1) + content + match.captured(5);
-        last = match.capturedEnd();
+    const QString escaped = text.toHtmlEscaped();
+    QString out;
+    out.reserve(escaped.size() + escaped.size() / 8);
+    for (qsizetype i = 0; i < escaped.size(); ++i) {
+        if (escaped.at(i) != Break) {
+            out += escaped.at(i);
+            continue;
+        }
+        out += same ? u"<br/>"_s : u"\u00b6<br/>"_s;
+        if (i + 1 < escaped.size() && escaped.at(i + 1) == u' ')
+            ++i; // the blank after a break token belongs to it
     }
-    result += QStringView(html).mid(last);
-    return result;
+    return out;
+}
+
+// The words of a run's text, break tokens left out.
+qsizetype wordCount(const QString &text)
+{
+    qsizetype words = 0;
+    for (const QStringView token : QStringTokenizer(text, u' ', Qt::SkipEmptyParts))
+        words += token != QStringView(&Break, 1);
+    return words;
 }
 } // namespace
 
+// One comparison gives everything: the markup is written from its runs, and the match value
+// counted from them without the break tokens. Unchanged tokens are matched as a multiset, so a
+// break only ever matches a break, and the words' counts are those of the texts without breaks.
 DocumentComparison DocumentComparison::compare(const QString &saved, const QString &current)
 {
     DocumentComparison result;
@@ -56,25 +64,41 @@ DocumentComparison DocumentComparison::compare(const QString &saved, const QStri
     engine.setOldString(withBreakTokens(saved));
     engine.setNewString(withBreakTokens(current));
     engine.computeDifferences();
-    const QList<DiffObject> differences = engine.differences();
-    for (const DiffObject &run : differences) {
-        result.changed += run.type() == 1;
-        result.deleted += run.type() == 2;
-        result.added += run.type() == 3;
+    float same = 0;
+    float changed = 0;
+    QString html = u"<div class=\"qj-diff\">"_s;
+    bool first = true;
+    for (const DiffObject &run : engine.differences()) {
+        if (!first)
+            html += u' ';
+        first = false;
+        switch (run.type()) {
+        case DiffOpChange:
+            ++result.changed;
+            changed += float(wordCount(run.oldValue()) + wordCount(run.newValue()));
+            // A space between the struck-out and the inserted words, or they read as one word.
+            html += u"<del class=\"qj-changed\">"_s + runText(run.oldValue(), false)
+                + u"</del> <ins class=\"qj-changed\">"_s + runText(run.newValue(), false) + u"</ins>"_s;
+            break;
+        case DiffOpDelete:
+            ++result.deleted;
+            changed += float(wordCount(run.oldValue()));
+            html += u"<del class=\"qj-deleted\">"_s + runText(run.oldValue(), false) + u"</del>"_s;
+            break;
+        case DiffOpAdd:
+            ++result.added;
+            changed += float(wordCount(run.newValue()));
+            html += u"<ins class=\"qj-added\">"_s + runText(run.newValue(), false) + u"</ins>"_s;
+            break;
+        default:
+            same += float(wordCount(run.oldValue()));
+            html += u"<span class=\"qj-same\">"_s + runText(run.oldValue(), true) + u"</span>"_s;
+            break;
+        }
     }
-    result.html = withLineBreaks(QJDifferenceHtml::htmlFragment(differences));
-    // A change is the old words struck out, then the new ones: with nothing between them the two
-    // read as one word. Escaped text holds no "<", so only adjacent runs match.
-    result.html.replace(u"</del><ins"_s, u"</del> <ins"_s);
-
-    // The match value is the texts' own, without the break tokens.
-    QJDifferenceEngine words;
-    words.setComparisonType(ComparisonWords);
-    words.setOldString(saved);
-    words.setNewString(current);
-    words.computeMatchValueOnly();
+    result.html = html + u"</div>"_s;
     // Two texts without a single word are the same text.
-    result.matchValue = std::isnan(words.matchValue()) ? 1.0f : words.matchValue();
+    result.matchValue = same + changed == 0 ? 1.0f : same / (changed * 0.5f + same);
     return result;
 }
 
