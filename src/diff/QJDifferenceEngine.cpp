@@ -418,56 +418,42 @@ DiffObject::DiffObject(const DiffOperation *op)
 
 QJDifferenceEngine::QJDifferenceEngine()
     : engine(std::make_unique<DiffEngine>()),
-      _newString(u""_s),
-      _oldString(u""_s),
-      _oldobj(std::make_unique<QJDiffTokens>()),
-      _newobj(std::make_unique<QJDiffTokens>())
+      _old {u""_s, {}, false, std::make_unique<QJDiffTokens>(), false},
+      _new {u""_s, {}, false, std::make_unique<QJDiffTokens>(), true}
 {
     // Both tables exist from the start, so a side that was never set compares as empty.
-    engine->set_from(_oldobj->tokens.data(), 0);
-    engine->set_to(_newobj->tokens.data(), 0);
+    tokensChanged(_old);
+    tokensChanged(_new);
 }
 
 QJDifferenceEngine::~QJDifferenceEngine() = default;
 
-QString QJDifferenceEngine::newString() const
+QString QJDifferenceEngine::text(const Side &side) const
 {
-    if (_newPending) {
-        _newString = QString::fromUtf8(_newUtf8);
-        _newUtf8 = QByteArray();
-        _newPending = false;
+    if (side.pending) {
+        side.string = QString::fromUtf8(side.utf8);
+        side.utf8 = QByteArray();
+        side.pending = false;
     }
-    return _newString;
+    return side.string;
 }
 
-QString QJDifferenceEngine::oldString() const
+void QJDifferenceEngine::tokensChanged(const Side &side)
 {
-    if (_oldPending) {
-        _oldString = QString::fromUtf8(_oldUtf8);
-        _oldUtf8 = QByteArray();
-        _oldPending = false;
-    }
-    return _oldString;
+    const int count = int(side.tokens->tokens.size());
+    if (side.isNew)
+        engine->set_to(side.tokens->tokens.data(), count);
+    else
+        engine->set_from(side.tokens->tokens.data(), count);
 }
 
-void QJDifferenceEngine::setNewString(const QString &text)
+void QJDifferenceEngine::setText(Side &side, const QString &text)
 {
-    _newString = text;
-    _newUtf8 = QByteArray();
-    _newPending = false;
-    QJDiffTokenizer::split(*_newobj, text, _comparisonType);
-    _nnewobj = unsigned(_newobj->tokens.size());
-    engine->set_to(_newobj->tokens.data(), int(_nnewobj));
-}
-
-void QJDifferenceEngine::setOldString(const QString &text)
-{
-    _oldString = text;
-    _oldUtf8 = QByteArray();
-    _oldPending = false;
-    QJDiffTokenizer::split(*_oldobj, text, _comparisonType);
-    _noldobj = unsigned(_oldobj->tokens.size());
-    engine->set_from(_oldobj->tokens.data(), int(_noldobj));
+    side.string = text;
+    side.utf8 = QByteArray();
+    side.pending = false;
+    QJDiffTokenizer::split(*side.tokens, text, _comparisonType);
+    tokensChanged(side);
 }
 
 namespace
@@ -480,38 +466,50 @@ QByteArrayView withoutBom(const QByteArray &utf8)
 }
 } // namespace
 
-bool QJDifferenceEngine::setNewUtf8(const QByteArray &utf8)
+bool QJDifferenceEngine::setUtf8(Side &side, const QByteArray &utf8)
 {
     const QByteArrayView text = withoutBom(utf8);
     const qsizetype units = QJDiffTokenizer::utf16Length(text);
     if (units < 0) {
-        setNewString(QString::fromUtf8(utf8));
+        setText(side, QString::fromUtf8(utf8));
         return false;
     }
-    _newString = QString();
-    _newUtf8 = utf8;
-    _newPending = true;
-    QJDiffTokenizer::splitUtf8(*_newobj, text, units, _comparisonType);
-    _nnewobj = unsigned(_newobj->tokens.size());
-    engine->set_to(_newobj->tokens.data(), int(_nnewobj));
+    side.string = QString();
+    side.utf8 = utf8;
+    side.pending = true;
+    QJDiffTokenizer::splitUtf8(*side.tokens, text, units, _comparisonType);
+    tokensChanged(side);
     return true;
+}
+
+QString QJDifferenceEngine::newString() const
+{
+    return text(_new);
+}
+
+QString QJDifferenceEngine::oldString() const
+{
+    return text(_old);
+}
+
+void QJDifferenceEngine::setNewString(const QString &text)
+{
+    setText(_new, text);
+}
+
+void QJDifferenceEngine::setOldString(const QString &text)
+{
+    setText(_old, text);
+}
+
+bool QJDifferenceEngine::setNewUtf8(const QByteArray &utf8)
+{
+    return setUtf8(_new, utf8);
 }
 
 bool QJDifferenceEngine::setOldUtf8(const QByteArray &utf8)
 {
-    const QByteArrayView text = withoutBom(utf8);
-    const qsizetype units = QJDiffTokenizer::utf16Length(text);
-    if (units < 0) {
-        setOldString(QString::fromUtf8(utf8));
-        return false;
-    }
-    _oldString = QString();
-    _oldUtf8 = utf8;
-    _oldPending = true;
-    QJDiffTokenizer::splitUtf8(*_oldobj, text, units, _comparisonType);
-    _noldobj = unsigned(_oldobj->tokens.size());
-    engine->set_from(_oldobj->tokens.data(), int(_noldobj));
-    return true;
+    return setUtf8(_old, utf8);
 }
 
 bool QJDifferenceEngine::setUtf8Strings(const QByteArray &oldUtf8, const QByteArray &newUtf8)

@@ -189,15 +189,22 @@ private:
     QList<DiffObject> _differences;
     std::unique_ptr<DiffEngine> engine;
     float _matchValue = 0;
-    // A text given in UTF-8 is kept in that form until its string is asked for.
-    mutable QString _newString;
-    mutable QString _oldString;
-    mutable QByteArray _newUtf8;
-    mutable QByteArray _oldUtf8;
-    mutable bool _newPending = false;
-    mutable bool _oldPending = false;
-    std::unique_ptr<QJDiffTokens> _oldobj;
-    std::unique_ptr<QJDiffTokens> _newobj;
-    unsigned int _noldobj = 0;
-    unsigned int _nnewobj = 0;
+    // One text of the comparison. A text given in UTF-8 is kept in that form until its string is
+    // asked for.
+    struct Side
+    {
+        mutable QString string;
+        mutable QByteArray utf8;
+        mutable bool pending = false;
+        std::unique_ptr<QJDiffTokens> tokens;
+        bool isNew;
+    };
+    QString text(const Side &side) const;
+    void setText(Side &side, const QString &text);
+    bool setUtf8(Side &side, const QByteArray &utf8);
+    // Hands the side's tokens to the engine, as its "from" or its "to" sequence.
+    void tokensChanged(const Side &side);
+
+    Side _old;
+    Side _new;
 };
