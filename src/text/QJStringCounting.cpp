@@ -332,6 +332,31 @@ public:
     int bomSeen = 0; // bytes of a leading byte-order mark matched so far; -1 once past the start
 };
 
+namespace
+{
+// What a UTF-8 lead byte says, by RFC 3629: the sequence's length (0: not a lead byte), the value
+// bits it carries, and the range of the second byte, which rules out overlong forms, surrogates
+// and values past U+10FFFF.
+struct Lead
+{
+    int length;
+    char32_t bits;
+    uchar low;
+    uchar high;
+};
+
+constexpr Lead leadOf(uchar b) noexcept
+{
+    if (b >= 0xC2 && b <= 0xDF)
+        return {2, char32_t(b & 0x1F), 0x80, 0xBF};
+    if (b >= 0xE0 && b <= 0xEF)
+        return {3, char32_t(b & 0x0F), uchar(b == 0xE0 ? 0xA0 : 0x80), uchar(b == 0xED ? 0x9F : 0xBF)};
+    if (b >= 0xF0 && b <= 0xF4)
+        return {4, char32_t(b & 0x07), uchar(b == 0xF0 ? 0x90 : 0x80), uchar(b == 0xF4 ? 0x8F : 0xBF)};
+    return {0, 0, 0, 0};
+}
+} // namespace
+
 Utf8Counter::Utf8Counter(bool wholeLines, quint32 lineWidth, bool countEmptyLines, bool countSpaces)
     : d(std::make_unique<Utf8CounterPrivate>(wholeLines, lineWidth ? lineWidth : 30, countEmptyLines, countSpaces))
 { }
@@ -398,17 +423,15 @@ bool Utf8Counter::add(QByteArrayView piece)
             }
             // A whole character inside the piece is decoded at once; one that continues into the
             // next piece goes through the byte-by-byte state below.
-            const uchar lead = *p;
-            const int length = lead >= 0xC2 && lead <= 0xDF ? 2
-                : lead >= 0xE0 && lead <= 0xEF              ? 3
-                : lead >= 0xF0 && lead <= 0xF4              ? 4
-                                                            : 0;
-            if (length != 0 && end - p >= length) {
-                const uchar low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-                const uchar high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-                bool valid = p[1] >= low && p[1] <= high;
-                char32_t cp = lead & (length == 2 ? 0x1F : length == 3 ? 0x0F : 0x07);
-                for (int k = 1; k < length; ++k) {
+            const Lead lead = leadOf(*p);
+            if (lead.length == 0) {
+                c.failed = true;
+                return false;
+            }
+            if (end - p >= lead.length) {
+                bool valid = p[1] >= lead.low && p[1] <= lead.high;
+                char32_t cp = lead.bits;
+                for (int k = 1; k < lead.length; ++k) {
                     valid &= k == 1 || (p[k] >= 0x80 && p[k] <= 0xBF);
                     cp = (cp << 6) | (p[k] & 0x3F);
                 }
@@ -416,31 +439,16 @@ bool Utf8Counter::add(QByteArrayView piece)
                     c.failed = true;
                     return false;
                 }
-                p += length;
+                p += lead.length;
                 // Only U+0085, U+2028 and U+2029 do more than take their units' place in a word.
                 if (cp == 0x85 || cp == 0x2028 || cp == 0x2029)
                     c.codePoint(cp);
                 else
-                    c.plainRun(length == 4 ? 2 : 1);
+                    c.plainRun(lead.length == 4 ? 2 : 1);
                 continue;
             }
-            const uchar b = *p++;
-            // Lead bytes by RFC 3629: the second byte's range rules out overlong forms,
-            // surrogates and values past U+10FFFF.
-            if (b >= 0xC2 && b <= 0xDF) {
-                c.partial = b & 0x1F, c.needed = 1, c.low = 0x80, c.high = 0xBF;
-            } else if (b >= 0xE0 && b <= 0xEF) {
-                c.partial = b & 0x0F, c.needed = 2;
-                c.low = b == 0xE0 ? 0xA0 : 0x80;
-                c.high = b == 0xED ? 0x9F : 0xBF;
-            } else if (b >= 0xF0 && b <= 0xF4) {
-                c.partial = b & 0x07, c.needed = 3;
-                c.low = b == 0xF0 ? 0x90 : 0x80;
-                c.high = b == 0xF4 ? 0x8F : 0xBF;
-            } else {
-                c.failed = true;
-                return false;
-            }
+            ++p;
+            c.partial = lead.bits, c.needed = lead.length - 1, c.low = lead.low, c.high = lead.high;
             continue;
         }
         const uchar b = *p++;
