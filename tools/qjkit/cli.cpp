@@ -7,6 +7,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -263,6 +264,9 @@ void readPieces(const QString &file, qint64 limit, const std::function<void(QByt
 QByteArray readInput(const QString &file, qint64 limit)
 {
     QByteArray data;
+    // A regular file says its size: one allocation instead of a growing buffer copied as it grows.
+    if (const QFileInfo info(file); file != u"-" && info.isFile() && info.size() <= limit)
+        data.reserve(info.size());
     readPieces(file, limit, [&data](QByteArrayView piece) { data += piece; });
     return data;
 }
