@@ -10,9 +10,6 @@
 
 namespace
 {
-// Below this many tokens on both sides together, a second thread costs more than it saves.
-constexpr int threadedTokens = 1 << 16;
-
 // The distinct strings of a token sequence, numbered in order of first occurrence.
 class KeyIndex
 {
@@ -209,26 +206,20 @@ void DiffEngine::set_to(const char *const *tokens, int count)
 
 std::vector<DiffOperation> DiffEngine::diff()
 {
+    match();
     std::vector<DiffOperation> result;
-    diff([&result](DiffOperation &&op) { result.push_back(std::move(op)); });
+    runs([&](const DiffRun &run) { result.push_back(operation(run)); });
     return result;
 }
 
-void DiffEngine::diff(const std::function<void(DiffOperation &&)> &emit)
+DiffOperation DiffEngine::operation(const DiffRun &run) const
 {
-    match();
-    std::vector<const char *> from_tokens;
-    std::vector<const char *> to_tokens;
-    runs([&](const DiffRun &run) {
-        from_tokens.assign(from + run.from_begin, from + run.from_end);
-        if (run.type == DiffOpCopy) {
-            emit(DiffOperation(&from_tokens, &from_tokens, DiffOpCopy));
-            return;
-        }
-        to_tokens.assign(to + run.to_begin, to + run.to_end);
-        emit(DiffOperation(
-            run.type == DiffOpAdd ? nullptr : &from_tokens, run.type == DiffOpDelete ? nullptr : &to_tokens, run.type));
-    });
+    const std::vector<const char *> fromTokens(from + run.from_begin, from + run.from_end);
+    if (run.type == DiffOpCopy)
+        return DiffOperation(&fromTokens, &fromTokens, DiffOpCopy);
+    const std::vector<const char *> toTokens(to + run.to_begin, to + run.to_end);
+    return DiffOperation(
+        run.type == DiffOpAdd ? nullptr : &fromTokens, run.type == DiffOpDelete ? nullptr : &toTokens, run.type);
 }
 
 std::vector<DiffRun> DiffEngine::diff_runs()
@@ -313,15 +304,8 @@ void DiffEngine::match()
 // independent, so long inputs have each worked out on a thread of its own.
 void DiffEngine::match_fresh()
 {
-    const bool threaded = n_from + n_to >= threadedTokens;
-    const auto both = [threaded](const auto &fromSide, const auto &toSide) {
-        if (threaded) {
-            QJDiffCore::both(fromSide, toSide);
-        } else {
-            fromSide();
-            toSide();
-        }
-    };
+    const std::size_t work = std::size_t(n_from) + std::size_t(n_to);
+    const auto both = [work](const auto &fromSide, const auto &toSide) { QJDiffCore::both(work, fromSide, toSide); };
 
     // The to side mostly repeats the from side: its tokens are numbered along with it.
     KeyIndex fromKeys;

@@ -4,7 +4,6 @@
 #include "qjkitcore_export.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -99,14 +98,10 @@ public:
      */
     std::vector<DiffOperation> diff();
 
-    /**
-     * The same comparison as diff(), handing each operation to @p emit as soon as it is complete
-     * instead of collecting them, so that a caller can consume a long list without holding it.
-     */
-    void diff(const std::function<void(DiffOperation &&)> &emit);
-
     /** The same comparison as diff(), listing the runs by position instead of copying their tokens. */
     std::vector<DiffRun> diff_runs();
+    /** @return the operation that diff() lists for @p run, one of diff_runs() on the same inputs. */
+    DiffOperation operation(const DiffRun &run) const;
 
     std::vector<unsigned char> from_changed; ///< per from-token: 1 changed, 0 unchanged
     std::vector<unsigned char> to_changed; ///< per to-token: 1 changed, 0 unchanged

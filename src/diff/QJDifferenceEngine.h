@@ -9,11 +9,9 @@
 #include <QString>
 
 #include <memory>
-#include <span>
 
-class DiffEngine;
 class DiffOperation;
-struct QJDiffTokens;
+class QJDifferenceEnginePrivate;
 
 /** How QJDifferenceEngine splits a text into tokens; any other value makes the whole text one token. */
 enum ComparisonType : int {
@@ -57,40 +55,6 @@ private:
 Q_DECLARE_METATYPE(DiffObject)
 
 /**
- * A run of a comparison as QJDifferenceEngine::computeRuns() lists it: what a DiffObject holds,
- * without building its strings. The tokens are the engine's, valid until that side's text is set
- * again or the engine is gone; a long comparison can so be written out run by run, in UTF-8.
- */
-class QJKITCORE_EXPORT QJDiffRun
-{
-public:
-    /** @return the DiffOpType value of the run, as DiffObject::type(). */
-    int type() const { return _type; }
-    /** @return the tokens of the old value. */
-    std::span<const char *const> oldTokens() const { return _old; }
-    /** @return the tokens of the new value (for an unchanged run, the old side's again). */
-    std::span<const char *const> newTokens() const { return _new; }
-    /** @return whether the new value is the old value's text (an unchanged run). */
-    bool sameValues() const { return _old.data() == _new.data() && _old.size() == _new.size(); }
-
-    /** Appends DiffObject::oldValue() of the run, in UTF-8, to @p out. */
-    void appendOldValue(QByteArray &out) const { appendJoined(out, _old); }
-    /** Appends DiffObject::newValue() of the run, in UTF-8, to @p out. */
-    void appendNewValue(QByteArray &out) const { appendJoined(out, _new); }
-
-private:
-    friend class QJDifferenceEngine;
-    QJDiffRun(int type, std::span<const char *const> oldTokens, std::span<const char *const> newTokens)
-        : _old(oldTokens), _new(newTokens), _type(type)
-    { }
-    static void appendJoined(QByteArray &out, std::span<const char *const> tokens);
-
-    std::span<const char *const> _old;
-    std::span<const char *const> _new;
-    int _type;
-};
-
-/**
  * Compares an old and a new text as word, line or punctuated-word tokens, lists the runs kept,
  * changed, deleted and added, and computes a match value: the share of unchanged tokens when each
  * changed token weighs half. Tokens that only moved count as unchanged.
@@ -124,9 +88,9 @@ public:
     QJDifferenceEngine &operator=(const QJDifferenceEngine &) = delete;
 
     /** @return how texts are split (a ComparisonType value, or any other int). */
-    int comparisonType() const { return _comparisonType; }
+    int comparisonType() const;
     /** Sets how texts given from now on are split; texts already given keep their tokens. */
-    void setComparisonType(int type) { _comparisonType = type; }
+    void setComparisonType(int type);
 
     /**
      * @return the new text. A text given in UTF-8 is decoded on the first call, so concurrent calls
@@ -165,46 +129,20 @@ public:
      * Compares the texts' tokens. When @p detailed, differences() is replaced by one DiffObject
      * per run; otherwise it keeps what it held. The match value is always recomputed: unchanged
      * ÷ (changed × 0.5 + unchanged) in single precision, counting unchanged tokens once and changed
-     * tokens on both sides; with no tokens at all it is 0 ÷ 0, not a number.
+     * tokens on both sides; with no tokens at all it is 0 ÷ 0, not a number. Either way the runs are
+     * kept for QJDifferenceHtml and QJDifferenceJson, which write them out without DiffObjects.
      */
     void computeDifferencesDetailled(bool detailed);
-
-    /**
-     * Compares the texts as computeDifferences() does, but lists the runs without building their
-     * strings (see QJDiffRun), for writing out long comparisons. The match value is recomputed;
-     * differences() keeps what it held.
-     */
-    QList<QJDiffRun> computeRuns();
 
     /**
      * @return the runs of the last detailed computation (an empty list before the first one).
      * The list is implicitly shared: returning it copies nothing.
      */
-    QList<DiffObject> differences() const { return _differences; }
+    QList<DiffObject> differences() const;
     /** @return the match value of the last computation (0 before the first one). */
-    float matchValue() const { return _matchValue; }
+    float matchValue() const;
 
 private:
-    int _comparisonType = ComparisonLines;
-    QList<DiffObject> _differences;
-    std::unique_ptr<DiffEngine> engine;
-    float _matchValue = 0;
-    // One text of the comparison. A text given in UTF-8 is kept in that form until its string is
-    // asked for.
-    struct Side
-    {
-        mutable QString string;
-        mutable QByteArray utf8;
-        mutable bool pending = false;
-        std::unique_ptr<QJDiffTokens> tokens;
-        bool isNew;
-    };
-    QString text(const Side &side) const;
-    void setText(Side &side, const QString &text);
-    bool setUtf8(Side &side, const QByteArray &utf8);
-    // Hands the side's tokens to the engine, as its "from" or its "to" sequence.
-    void tokensChanged(const Side &side);
-
-    Side _old;
-    Side _new;
+    friend class QJDifferenceEnginePrivate;
+    std::unique_ptr<QJDifferenceEnginePrivate> d;
 };

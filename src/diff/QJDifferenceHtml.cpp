@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "QJDifferenceHtml.h"
 
-#include "DiffEngine.h"
+#include "qjdifferenceengine_p.h"
 
 using namespace Qt::StringLiterals;
 
@@ -84,30 +84,28 @@ QString QJDifferenceHtml::htmlFragment(const QList<DiffObject> &differences)
     return html;
 }
 
-QByteArray QJDifferenceHtml::htmlFragment(const QList<QJDiffRun> &runs)
+QByteArray QJDifferenceHtml::htmlFragment(const QJDifferenceEngine &engine)
 {
+    const QJDifferenceEnginePrivate &d = QJDifferenceEnginePrivate::get(engine);
     QByteArray html = fragmentOpen;
     QByteArray text;
-    const auto appendSide = [&](const char *open, const char *close) {
+    const auto appendSide = [&](std::span<const char *const> tokens, const char *open, const char *close) {
         html += open;
+        text.truncate(0);
+        QJDifferenceEnginePrivate::appendJoined(text, tokens);
         appendEscaped(html, text);
         html += close;
-        text.truncate(0);
     };
     bool first = true;
-    for (const QJDiffRun &run : runs) {
+    for (const DiffRun &run : d.runs) {
         if (!first)
             html += ' ';
         first = false;
-        const Markup m = markup(run.type());
-        if (m.showsOld) {
-            run.appendOldValue(text);
-            appendSide(m.oldOpen, m.oldClose);
-        }
-        if (m.showsNew) {
-            run.appendNewValue(text);
-            appendSide(m.newOpen, m.newClose);
-        }
+        const Markup m = markup(run.type);
+        if (m.showsOld)
+            appendSide(d.oldTokens(run), m.oldOpen, m.oldClose);
+        if (m.showsNew)
+            appendSide(d.newTokens(run), m.newOpen, m.newClose);
     }
     html += fragmentClose;
     return html;

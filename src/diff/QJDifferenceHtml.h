@@ -25,8 +25,8 @@ namespace QJDifferenceHtml
 QJKITCORE_EXPORT QString htmlFragment(const QList<DiffObject> &differences);
 
 /**
- * The same fragment for runs listed by QJDifferenceEngine::computeRuns(), in UTF-8: what
- * htmlFragment() gives for the DiffObjects of those runs, without building their strings.
+ * The same fragment for the last computation of @p engine, in UTF-8: what htmlFragment() gives
+ * for its differences() after computeDifferences(), without building the DiffObjects.
  */
-QJKITCORE_EXPORT QByteArray htmlFragment(const QList<QJDiffRun> &runs);
+QJKITCORE_EXPORT QByteArray htmlFragment(const QJDifferenceEngine &engine);
 } // namespace QJDifferenceHtml

@@ -142,14 +142,24 @@ inline void prefault(void *data, std::size_t bytes)
     (void)bytes;
 #endif
 }
+// The difference engine's one thread policy: work smaller than this (bytes to scan, tokens to
+// match, text to format) is done on one thread, where a second would cost more than it saves.
+constexpr std::size_t parallelWork = std::size_t(1) << 16;
+
 /**
- * Runs @p first on this thread and @p second on a helper thread, unless this thread gets to
- * @p second before the helper has started it: on a busy machine the helper may wait long for a
- * processor, and then nothing waits for it. Returns when both have run.
+ * Runs @p first and @p second, which share nothing, and returns when both have run. When @p work
+ * reaches parallelWork, @p second goes to a helper thread, unless this thread gets to it before the
+ * helper has started it: on a busy machine the helper may wait long for a processor, and then
+ * nothing waits for it.
  */
 template<typename First, typename Second>
-void both(const First &first, const Second &second)
+void both(std::size_t work, const First &first, const Second &second)
 {
+    if (work < parallelWork) {
+        first();
+        second();
+        return;
+    }
     // 0: second is free, 1: the helper runs it, 2: this thread took it, 3: the helper is done.
     struct Shared
     {

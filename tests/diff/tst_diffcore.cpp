@@ -297,20 +297,6 @@ private Q_SLOTS:
         QCOMPARE(render(engine.diff()), first);
         model.match(from, to);
         compareState(engine, model);
-
-        // The runs by position are the operations.
-        DiffEngine runs;
-        runs.set_from(from.data(), int(from.size()));
-        runs.set_to(to.data(), int(to.size()));
-        std::vector<DiffOperation> ops;
-        for (const DiffRun &run : runs.diff_runs()) {
-            const std::vector<const char *> f(from.begin() + run.from_begin, from.begin() + run.from_end);
-            const std::vector<const char *> t(to.begin() + run.to_begin, to.begin() + run.to_end);
-            QCOMPARE(t.size(), run.type == DiffOpCopy ? f.size() : t.size());
-            ops.emplace_back(run.type == DiffOpAdd ? nullptr : &f,
-                run.type == DiffOpDelete ? nullptr : (run.type == DiffOpCopy ? &f : &t), run.type);
-        }
-        QCOMPARE(render(ops), first);
     }
 
     // Keys are read a word at a time where that stays inside their memory page: a key that ends

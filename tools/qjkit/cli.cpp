@@ -15,10 +15,9 @@
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-
-#include <sys/mman.h>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define QJKIT_SANITIZED 1
@@ -279,10 +278,6 @@ Input::Input(const QString &file)
             if (m_file.size() > MaximumInputSize)
                 throw UsageError(u"%1: larger than %2 bytes"_s.arg(file).arg(MaximumInputSize));
             if (uchar *mapped = m_file.map(0, m_file.size())) {
-#ifdef MADV_POPULATE_READ
-                // All of it is read: one call maps every page instead of one fault each.
-                madvise(mapped, std::size_t(m_file.size()), MADV_POPULATE_READ);
-#endif
                 bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), m_file.size());
                 return;
             }
@@ -317,6 +312,37 @@ void writeOut(const QByteArray &bytes)
 {
     if (!bytes.isEmpty() && std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout) != size_t(bytes.size()))
         throwOutputError();
+}
+
+namespace
+{
+// Standard output as a device, written through the same stream as writeOut(). A failed write
+// keeps errno for the message.
+class OutputDevice : public QIODevice
+{
+public:
+    OutputDevice() { open(QIODevice::WriteOnly | QIODevice::Unbuffered); }
+    int error = 0;
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+    qint64 writeData(const char *data, qint64 size) override
+    {
+        if (std::fwrite(data, 1, size_t(size), stdout) == size_t(size))
+            return size;
+        error = errno;
+        return -1;
+    }
+};
+} // namespace
+
+void writeTo(const std::function<bool(QIODevice *)> &write)
+{
+    OutputDevice device;
+    if (!write(&device)) {
+        errno = device.error;
+        throwOutputError();
+    }
 }
 
 void flushOutput()

@@ -19,6 +19,8 @@
 class QJsonValue;
 class QJValue;
 
+class QIODevice;
+
 namespace Cli
 {
 /** A usage or input error: "qjkit: <message>" on standard error, exit status 2. */
@@ -132,6 +134,11 @@ QString inputName(const QString &file);
 
 void writeOut(const QByteArray &bytes);
 void writeOut(const QString &text);
+/**
+ * Hands @p write a device on standard output (the stream writeOut() writes to); a usage error
+ * "cannot write the output: <why>" when @p write returns false.
+ */
+void writeTo(const std::function<bool(QIODevice *)> &write);
 /** Writes @p text and a line feed. */
 void printLine(const QString &text);
 /** Writes @p value as one compact JSON line. */
