@@ -9,7 +9,6 @@
 namespace
 {
 constexpr std::size_t initialSlots = 16;
-constexpr std::size_t headBytes = 16;
 } // namespace
 
 Dict::hashed_key Dict::hash(const char *key)
@@ -30,13 +29,11 @@ Dict::~Dict() = default;
     const std::size_t mask = slots.size() - 1;
     for (std::size_t i = std::size_t(key.hash) & mask;; i = (i + 1) & mask) {
         Slot &s = slots[i];
-        if (!s.key) {
+        if (s.last < 0) {
             *freePosition = i;
             return nullptr;
         }
-        if (s.hash != key.hash || s.length != key.length || s.head[0] != key.head[0] || s.head[1] != key.head[1])
-            continue;
-        if (key.length <= headBytes || std::strcmp(s.key + headBytes, key.text + headBytes) == 0)
+        if (s.hash == std::uint32_t(key.hash) && std::strcmp(keys[std::size_t(s.last)], key.text) == 0)
             return &s;
     }
 }
@@ -55,13 +52,13 @@ void Dict::grow(std::size_t size)
     std::vector<Slot> old = std::move(slots);
     slots.reserve(size);
     QJDiffCore::prefault(slots.data(), size * sizeof(Slot));
-    slots.assign(size, Slot {});
+    slots.assign(size, Slot {0, -1, -1});
     const std::size_t mask = slots.size() - 1;
     for (const Slot &s : old) {
-        if (!s.key)
+        if (s.last < 0)
             continue;
         std::size_t i = std::size_t(s.hash) & mask;
-        while (slots[i].key)
+        while (slots[i].last >= 0)
             i = (i + 1) & mask;
         slots[i] = s;
     }
@@ -146,7 +143,7 @@ int Dict::append(const hashed_key &key, Slot *slot, std::size_t position)
             grow(slots.empty() ? initialSlots : slots.size() * 2);
             find(key, &position);
         }
-        slots[position] = Slot {key.hash, key.text, i, i, key.length, {key.head[0], key.head[1]}};
+        slots[position] = Slot {std::uint32_t(key.hash), i, i};
         ++usedSlots;
     }
     return i;

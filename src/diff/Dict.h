@@ -95,14 +95,12 @@ private:
     // Makes room for @p entries more entries of distinct new keys.
     void reserve_entries(std::size_t entries);
 
+    // 12 bytes a key: a long input's table stays small. The key itself is that of its entries.
     struct Slot
     {
-        std::uint64_t hash; // the key's hash: places the slot and skips most comparisons
-        const char *key; // null: free slot
+        std::uint32_t hash; // the hash's low bits: they place the slot, also when the table grows
         int live; // no entry of this key before it has a count above 0; -1: none known
-        int last; // the key's most recent entry
-        std::size_t length;
-        std::uint64_t head[2]; // as in hashed_key: a short key is compared without its pointer
+        int last; // the key's most recent entry; -1: free slot
     };
 
     Slot *find(const hashed_key &key, std::size_t *freePosition);

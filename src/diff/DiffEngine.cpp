@@ -99,27 +99,24 @@ public:
     // @return the number of @p key; -1 when the sequence does not hold it.
     int find(const Dict::hashed_key &key) const { return slots.empty() ? -1 : slots[position(key)].id; }
 
-    int size() const { return int(keys.size()); }
+    int size() const { return int(firsts.size()); }
 
-    // By number: the string's first occurrence, with its length and hash, and its occurrences.
-    std::vector<Dict::hashed_key> keys;
+    // By number: the string's first occurrence, and its occurrences.
+    std::vector<const char *> firsts;
     std::vector<int> counts;
 
 private:
-    // A short string compares within its slot: its first 16 bytes, zero-padded, are all of it.
-    struct alignas(32) Slot
+    // 8 bytes a slot keep long inputs' tables small. Most lookups are for a text's frequent words,
+    // whose first occurrences stay in the caches for the comparison.
+    struct Slot
     {
-        std::uint64_t hash;
-        std::uint64_t head[2];
-        std::uint32_t length; // truncated: equal lengths only narrow the choice
+        std::uint32_t hash; // the hash's low bits: they also place the slot when the table grows
         int id; // -1: free
     };
 
     bool matches(const Slot &slot, const Dict::hashed_key &key) const
     {
-        return slot.hash == key.hash && slot.length == std::uint32_t(key.length) && slot.head[0] == key.head[0]
-            && slot.head[1] == key.head[1]
-            && (key.length <= 16 || std::strcmp(keys[std::size_t(slot.id)].text + 16, key.text + 16) == 0);
+        return slot.hash == std::uint32_t(key.hash) && std::strcmp(firsts[std::size_t(slot.id)], key.text) == 0;
     }
 
     // The slot of @p key, or the free one where it goes. Linear probing, at most half full.
@@ -135,21 +132,27 @@ private:
     // Gives @p key, a new string, its number.
     [[gnu::noinline]] int insert(const Dict::hashed_key &key)
     {
-        if ((keys.size() + 1) * 2 > slots.size())
+        if ((firsts.size() + 1) * 2 > slots.size())
             grow();
-        const int id = int(keys.size());
-        slots[position(key)] = Slot {key.hash, {key.head[0], key.head[1]}, std::uint32_t(key.length), id};
-        keys.push_back(key);
+        const int id = int(firsts.size());
+        slots[position(key)] = Slot {std::uint32_t(key.hash), id};
+        firsts.push_back(key.text);
         counts.push_back(1);
         return id;
     }
 
     void grow()
     {
-        slots.assign(slots.empty() ? 1024 : slots.size() * 2, Slot {0, {0, 0}, 0, -1});
-        for (std::size_t id = 0; id < keys.size(); ++id) {
-            const Dict::hashed_key &key = keys[id];
-            slots[position(key)] = Slot {key.hash, {key.head[0], key.head[1]}, std::uint32_t(key.length), int(id)};
+        std::vector<Slot> old = std::move(slots);
+        slots.assign(old.empty() ? 1024 : old.size() * 2, Slot {0, -1});
+        const std::size_t mask = slots.size() - 1;
+        for (const Slot &slot : old) {
+            if (slot.id < 0)
+                continue;
+            std::size_t i = slot.hash & mask;
+            while (slots[i].id >= 0)
+                i = (i + 1) & mask;
+            slots[i] = slot;
         }
     }
 
@@ -318,9 +321,13 @@ void DiffEngine::match_fresh()
     int keyCount = fromKeys.size();
     std::vector<int> global(std::size_t(toKeys.size()));
     for (int k = 0; k < toKeys.size(); ++k) {
-        const int f = fromKeys.find(toKeys.keys[std::size_t(k)]);
+        const int f = fromKeys.find(QJDiffCore::hash(toKeys.firsts[std::size_t(k)]));
         global[std::size_t(k)] = f >= 0 ? f : keyCount++;
     }
+    // Only the counts of the numberings are needed from here on.
+    std::vector<int> fromCount = std::move(fromKeys.counts);
+    fromKeys = KeyIndex();
+    toKeys = KeyIndex();
     std::vector<int> toCount(std::size_t(keyCount), 0);
     {
         std::vector<int> secondHalf(std::size_t(keyCount), 0);
@@ -334,6 +341,7 @@ void DiffEngine::match_fresh()
         both([&] { renumber(0, n_to / 2, toCount); }, [&] { renumber(n_to / 2, n_to, secondHalf); });
         for (std::size_t k = 0; k < toCount.size(); ++k)
             toCount[k] += secondHalf[k];
+        global = {};
     }
     const auto fromKey = [&](int i) { return std::size_t(fromIds[std::size_t(i)]); };
     const auto toKey = [&](int j) { return std::size_t(toIds[std::size_t(j)]); };
@@ -354,7 +362,6 @@ void DiffEngine::match_fresh()
     const int toEnd = n_to - s;
 
     // Occurrences in each middle: in the whole side, less those in the prefix and the suffix.
-    std::vector<int> fromCount = std::move(fromKeys.counts);
     fromCount.resize(std::size_t(keyCount), 0);
     for (int i = 0; i < p; ++i) {
         --fromCount[fromKey(i)];
@@ -364,34 +371,34 @@ void DiffEngine::match_fresh()
         --fromCount[fromKey(i)];
         --toCount[toKey(j)];
     }
+    // The tables get one entry per string of the from middle and one per matched string.
     std::vector<int> matched(static_cast<std::size_t>(keyCount));
-    for (std::size_t k = 0; k < matched.size(); ++k)
+    std::size_t fromStrings = 0;
+    std::size_t matchedStrings = 0;
+    for (std::size_t k = 0; k < matched.size(); ++k) {
         matched[k] = std::min(fromCount[k], toCount[k]);
+        fromStrings += fromCount[k] > 0;
+        matchedStrings += matched[k] > 0;
+    }
 
-    // Each side: its tokens' flags and common tokens, and its table's entries. The key of an
-    // entry is the string's first occurrence; the string's number gives its hash and length, and
-    // the count left on the from side.
-    struct Entry
-    {
-        Dict::hashed_key key;
-        int count;
-    };
-    std::vector<Entry> fromEntries;
-    std::vector<Entry> toEntries;
-    const auto entry = [&](std::size_t k, const char *text, int count) {
-        Dict::hashed_key key = fromKeys.keys[k]; // a matched string is on both sides
-        key.text = text;
-        return Entry {key, count};
+    // Each side: its tokens' flags and common tokens, and its table's entries, each keyed by the
+    // string's first occurrence in the middle. A side's counts array turns into what it has seen of
+    // each string: c >= 0 before the first occurrence, -2 - (occurrences seen) after it.
+    const auto seen = [](int &c) {
+        const int before = c >= 0 ? 0 : -2 - c;
+        c = -3 - before;
+        return before;
     };
     both(
         [&] {
-            std::vector<int> seen(std::size_t(keyCount), 0);
+            from_dict->reserve_entries(fromStrings);
             int common = 0;
             for (int i = p; i < fromEnd; ++i) {
                 const std::size_t k = fromKey(i);
-                const int before = seen[k]++;
+                const int middle = fromCount[k];
+                const int before = seen(fromCount[k]);
                 if (before == 0)
-                    fromEntries.push_back(entry(k, from[i], fromCount[k] - matched[k]));
+                    from_dict->append_entry(QJDiffCore::hash(from[i]), 1, middle - matched[k]);
                 const bool kept = before < matched[k];
                 if (kept)
                     from_common[std::size_t(common++)] = from[i];
@@ -400,33 +407,21 @@ void DiffEngine::match_fresh()
             n_from_common = common;
         },
         [&] {
-            std::vector<int> seen(std::size_t(keyCount), 0);
+            to_dict->reserve_entries(matchedStrings);
             int common = 0;
             for (int j = p; j < toEnd; ++j) {
                 const std::size_t k = toKey(j);
-                const int before = seen[k]++;
+                const int before = seen(toCount[k]);
                 const bool kept = before < matched[k];
                 if (kept) {
                     if (before == 0)
-                        toEntries.push_back(entry(k, to[j], 0));
+                        to_dict->append_entry(QJDiffCore::hash(to[j]), 1, 0);
                     to_common[std::size_t(common++)] = to[j];
                 }
                 to_changed[std::size_t(j)] = kept ? 0 : 1;
             }
             n_to_common = common;
         });
-
-    // The numberings are done with: their memory can serve the tables.
-    fromIds.reset();
-    toIds.reset();
-    fromKeys = KeyIndex();
-    toKeys = KeyIndex();
-    const auto fill = [](Dict &dict, const std::vector<Entry> &entries) {
-        dict.reserve_entries(entries.size());
-        for (const Entry &e : entries)
-            dict.append_entry(e.key, 1, e.count);
-    };
-    both([&] { fill(*from_dict, fromEntries); }, [&] { fill(*to_dict, toEntries); });
 }
 
 // Step through the flags in runs. Unchanged tokens pair up by position in their unchanged

@@ -156,28 +156,36 @@ void appendTokens(QByteArray &out, std::span<const char *const> tokens, bool *be
 
 void QJDifferenceEnginePrivate::appendJoined(QByteArray &out, std::span<const char *const> tokens)
 {
+    appendJoinedPart(out, tokens, true, -1);
+}
+
+void QJDifferenceEnginePrivate::appendJoinedPart(
+    QByteArray &out, std::span<const char *const> tokens, bool first, int valid)
+{
     if (tokens.empty())
         return;
-    // A run's tokens are consecutive tokens of one side, in text order in one buffer: where the
-    // text had a single separator between each two, the run is a stretch of that buffer.
+    if (!first)
+        out += ' ';
     const qsizetype start = out.size();
-    bool beyondAscii = false;
-    if (!appendStretch(out, tokens, &beyondAscii))
-        appendTokens(out, tokens, &beyondAscii);
-    if (!beyondAscii)
-        return;
-    // Only a run beyond ASCII needs checking, as a whole: blanks cannot make invalid UTF-8 valid
-    // or the reverse.
-    const QByteArrayView joined(out.constData() + start, out.size() - start);
-    if (QJDiffTokenizer::utf16Length(joined) >= 0) {
-        // Decoding drops a byte order mark at the start of the text.
-        if (joined.startsWith("\xef\xbb\xbf"))
-            out.remove(start, 3);
-        return;
+    if (valid != 0) {
+        // A run's tokens are consecutive tokens of one side, in text order in one buffer: where the
+        // text had a single separator between each two, the run is a stretch of that buffer.
+        bool beyondAscii = false;
+        if (!appendStretch(out, tokens, &beyondAscii))
+            appendTokens(out, tokens, &beyondAscii);
+        // Only text beyond ASCII needs checking, as a whole: blanks cannot make invalid UTF-8 valid
+        // or the reverse.
+        const QByteArrayView joined(out.constData() + start, out.size() - start);
+        if (valid == 1 || !beyondAscii || QJDiffTokenizer::utf16Length(joined) >= 0) {
+            // Decoding drops a byte order mark at the start of the text.
+            if (first && joined.startsWith("\xef\xbb\xbf"))
+                out.remove(start, 3);
+            return;
+        }
+        out.truncate(start);
     }
     // Token by token: one that is not valid UTF-8 (cut inside a character) has no string form and
     // shows what a missing string formats as.
-    out.truncate(start);
     for (const char *p : tokens) {
         QByteArrayView token(p);
         if (QJDiffTokenizer::utf16Length(token) < 0)
@@ -188,6 +196,15 @@ void QJDifferenceEnginePrivate::appendJoined(QByteArray &out, std::span<const ch
         out.append(' ');
     }
     out.chop(1);
+}
+
+bool QJDifferenceEnginePrivate::isValid(std::span<const char *const> tokens)
+{
+    // Between a run's tokens lie only NULs and separators, all ASCII.
+    if (tokens.empty())
+        return true;
+    const char *end = tokens.back() + std::strlen(tokens.back());
+    return QJDiffTokenizer::utf16Length(QByteArrayView(tokens.front(), end)) >= 0;
 }
 
 DiffObject::DiffObject(const DiffOperation *op)

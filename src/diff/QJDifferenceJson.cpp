@@ -15,12 +15,11 @@
 
 namespace
 {
-// Appends @p text to @p out as a JSON string, escaped as QJsonDocument escapes it. Written here
+// Appends @p text to @p out escaped for a JSON string as QJsonDocument escapes it. Written here
 // rather than taken from QJsonDocument, which would first build a UTF-16 copy of every run.
-void appendString(QByteArray &out, QByteArrayView text)
+void appendEscaped(QByteArray &out, QByteArrayView text)
 {
     static constexpr char hex[] = "0123456789abcdef";
-    out += '"';
     const char *p = text.data();
     const char *end = p + text.size();
     // Whether any of eight bytes is a control character, a quote or a backslash.
@@ -67,6 +66,12 @@ void appendString(QByteArray &out, QByteArrayView text)
             out += hex[c & 15];
         }
     }
+}
+
+void appendString(QByteArray &out, QByteArrayView text)
+{
+    out += '"';
+    appendEscaped(out, text);
     out += '"';
 }
 
@@ -112,21 +117,67 @@ QByteArray matchText(float match)
     return array.mid(1, array.size() - 2);
 }
 
-// Gives the document to @p take in pieces. A long list of runs is cut into chunks of about a
-// megabyte, formatted two at a time side by side and given in order. @return false as soon as
-// @p take does.
-bool writeDocument(const QJDifferenceEngine &engine, const std::function<bool(const QByteArray &)> &take)
+using Take = std::function<bool(const QByteArray &)>;
+
+// Text is formatted in chunks of about a megabyte, counted in tokens.
+constexpr std::size_t chunkTokens = 1 << 17;
+
+// Appends run @p i, longer than a chunk, a part at a time, giving @p out to @p take whenever it
+// has grown to a chunk: such a run is never held whole.
+bool appendLongRun(QByteArray &out, const QJDifferenceEnginePrivate &d, std::size_t i, const Take &take)
+{
+    const DiffRun &run = d.runs[i];
+    QByteArray text;
+    const auto side = [&](std::span<const char *const> tokens) {
+        const int valid = QJDifferenceEnginePrivate::isValid(tokens) ? 1 : 0;
+        out += '"';
+        for (std::size_t at = 0; at < tokens.size(); at += chunkTokens) {
+            text.truncate(0);
+            QJDifferenceEnginePrivate::appendJoinedPart(
+                text, tokens.subspan(at, std::min(chunkTokens, tokens.size() - at)), at == 0, valid);
+            appendEscaped(out, text);
+            if (!take(out))
+                return false;
+            out.truncate(0);
+        }
+        out += '"';
+        return true;
+    };
+    out += i > 0 ? ",{\"new\":" : "{\"new\":";
+    if (!side(d.newTokens(run)))
+        return false;
+    out += ",\"old\":";
+    if (!side(d.oldTokens(run)))
+        return false;
+    out += ",\"type\":";
+    out += QByteArray::number(run.type);
+    out += '}';
+    return true;
+}
+
+// Gives the document to @p take in pieces: the runs in chunks, formatted two at a time side by
+// side, and given in order. @return false as soon as @p take does.
+bool writeDocument(const QJDifferenceEngine &engine, const Take &take)
 {
     const QJDifferenceEnginePrivate &d = QJDifferenceEnginePrivate::get(engine);
-    constexpr std::size_t chunkTokens = 1 << 17; // text counted in tokens, an unchanged run's twice
+    // The chunks' first runs; a run longer than a chunk is one of its own.
     std::vector<std::size_t> bounds {0};
+    std::vector<bool> longRun;
     std::size_t tokens = 0;
     for (std::size_t i = 0; i < d.runs.size(); ++i) {
         const DiffRun &run = d.runs[i];
-        tokens += std::size_t(run.type == DiffOpCopy ? 2 * (run.from_end - run.from_begin)
-                                                     : run.from_end - run.from_begin + run.to_end - run.to_begin);
+        const std::size_t length
+            = std::size_t(run.type == DiffOpCopy ? 2 * (run.from_end - run.from_begin)
+                                                 : run.from_end - run.from_begin + run.to_end - run.to_begin);
+        if (length > chunkTokens && tokens > 0) {
+            bounds.push_back(i);
+            longRun.push_back(false);
+            tokens = 0;
+        }
+        tokens += length;
         if (tokens >= chunkTokens || i + 1 == d.runs.size()) {
             bounds.push_back(i + 1);
+            longRun.push_back(length > chunkTokens);
             tokens = 0;
         }
     }
@@ -134,8 +185,14 @@ bool writeDocument(const QJDifferenceEngine &engine, const std::function<bool(co
     QByteArray second;
     QByteArray firstText;
     QByteArray secondText;
-    for (std::size_t k = 0; k + 1 < bounds.size(); k += 2) {
-        const bool pair = k + 2 < bounds.size();
+    for (std::size_t k = 0; k < longRun.size();) {
+        if (longRun[k]) {
+            if (!appendLongRun(first, d, bounds[k], take))
+                return false;
+            ++k;
+            continue;
+        }
+        const bool pair = k + 1 < longRun.size() && !longRun[k + 1];
         QJDiffCore::both(
             pair ? 2 * chunkTokens : 0, [&] { appendRuns(first, firstText, d, bounds[k], bounds[k + 1]); },
             [&] {
@@ -146,6 +203,7 @@ bool writeDocument(const QJDifferenceEngine &engine, const std::function<bool(co
             return false;
         first.truncate(0); // keeps its room for the next chunk
         second.truncate(0);
+        k += pair ? 2 : 1;
     }
     first += "],\"match\":";
     first += matchText(d._matchValue);

@@ -42,6 +42,12 @@ public:
     }
     // Appends what DiffObject makes of @p tokens (its old or new value), in UTF-8.
     static void appendJoined(QByteArray &out, std::span<const char *const> tokens);
+    // The same for a part of a run's tokens, so that a long run can be written a part at a time:
+    // @p first tells whether the part starts the run, @p valid whether the run is isValid() (-1:
+    // not known, the part being the whole run).
+    static void appendJoinedPart(QByteArray &out, std::span<const char *const> tokens, bool first, int valid);
+    // @return whether the text of a run's @p tokens, joined, is valid UTF-8.
+    static bool isValid(std::span<const char *const> tokens);
 
     QString text(const Side &side) const;
     void setText(Side &side, const QString &text);

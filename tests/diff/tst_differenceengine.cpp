@@ -161,17 +161,27 @@ private Q_SLOTS:
             QTest::addRow("type %d, short", type) << type << 12;
             QTest::addRow("type %d, long", type) << type << 20000;
         }
+        QTest::newRow("runs longer than the JSON writer's chunks") << 0 << -1;
     }
     void utf8AndRuns()
     {
         QFETCH(int, type);
         QFETCH(int, pieces);
         QRandomGenerator rng {uint(type * 1000 + pieces)};
-        for (int round = 0; round < (pieces > 100 ? 3 : 300); ++round) {
-            const QString oldText = randomText(rng, pieces);
+        for (int round = 0; round < (pieces < 0 ? 1 : pieces > 100 ? 3 : 300); ++round) {
+            QString oldText = randomText(rng, pieces);
             QString newText = round % 5 ? oldText : randomText(rng, pieces);
             for (int k = int(rng.bounded(pieces / 10 + 2)); k > 0; --k)
                 newText.insert(rng.bounded(newText.size() + 1), randomText(rng, 2));
+            if (pieces < 0) {
+                // A copy and a change longer than the JSON writer's chunks, both sides of the change
+                // starting with a byte order mark; the old one ends cut inside a character.
+                QStringList same, changed, added;
+                for (int k = 0; k < 140000; ++k)
+                    same << u"s%1"_s.arg(k), changed << u"w%1"_s.arg(k), added << u"v%1"_s.arg(k);
+                oldText = same.join(u' ') + u"\n\ufeff"_s + changed.join(u' ') + u" ééé"_s;
+                newText = same.join(u' ') + u"\n\ufeff"_s + added.join(u' ');
+            }
             QByteArray oldBytes = oldText.toUtf8();
             const QByteArray newBytes = newText.toUtf8();
             if (round % 7 == 1)
