@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -90,8 +91,10 @@ void appendRuns(
         const qsizetype newLength = out.size() - newStart;
         out += ",\"old\":";
         if (run.type == DiffOpCopy) {
-            // An unchanged run holds one text on both sides: escape it once.
-            out.reserve(out.size() + newLength);
+            // An unchanged run holds one text on both sides: escape it once. The copy comes from the
+            // buffer itself, which must not move meanwhile; it grows as appending would grow it.
+            if (out.capacity() < out.size() + newLength)
+                out.reserve(std::max(2 * out.capacity(), out.size() + newLength));
             out.append(out.constData() + newStart, newLength);
         } else {
             text.truncate(0);
