@@ -4,6 +4,7 @@
 #include "qjdiffcore_p.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace
@@ -101,13 +102,58 @@ void Dict::set(const hashed_key &key, int value)
     ++counts[std::size_t(i)];
 }
 
-void Dict::append_entry(const hashed_key &key, int value, int count)
+void Dict::append_unindexed(const char *key, int value, int count)
 {
-    std::size_t position = 0;
-    Slot *slot = find(key, &position);
-    const int i = append(key, slot, position);
-    values[std::size_t(i)] = value;
-    counts[std::size_t(i)] = count;
+    // The new entry takes the terminator's place and a new terminator follows it.
+    const std::size_t i = keys.size() - 1;
+    keys[i] = key;
+    counts[i] = count;
+    values[i] = value;
+    keys.push_back(nullptr);
+    counts.push_back(0);
+    values.push_back(0);
+    nextSameKey.push_back(-1);
+}
+
+void Dict::index_appended(int first)
+{
+    const std::size_t end = keys.size() - 1;
+    const std::size_t n = end - std::size_t(first);
+    if (n == 0)
+        return;
+    std::size_t size = std::max(slots.size(), initialSlots);
+    while ((usedSlots + n) * 4 > size * 3)
+        size *= 2;
+    if (size > slots.size())
+        grow(size);
+    // The entries go in by their home slots, in buckets of neighbouring slots: the table is written
+    // front to back, where entries in text order would miss the caches at nearly every one in a
+    // long input's table. The bucket counts come from a first pass over the keys' hashes.
+    const std::size_t mask = slots.size() - 1;
+    const int shift = std::max(0, std::countr_zero(slots.size()) - 12);
+    std::vector<std::uint32_t> bucketStart(((mask >> shift) + 2), 0);
+    const auto home = [&](std::size_t e) { return std::uint32_t(QJDiffCore::hash(keys[e]).hash); };
+    for (std::size_t e = std::size_t(first); e < end; ++e)
+        ++bucketStart[((home(e) & mask) >> shift) + 1];
+    for (std::size_t b = 1; b < bucketStart.size(); ++b)
+        bucketStart[b] += bucketStart[b - 1];
+    struct Item
+    {
+        std::uint32_t hash;
+        int entry;
+    };
+    std::vector<Item> items(n);
+    for (std::size_t e = std::size_t(first); e < end; ++e) {
+        const std::uint32_t h = home(e);
+        items[bucketStart[(h & mask) >> shift]++] = Item {h, int(e)};
+    }
+    for (const Item &item : items) {
+        std::size_t i = item.hash & mask;
+        while (slots[i].last >= 0)
+            i = (i + 1) & mask;
+        slots[i] = Slot {item.hash, item.entry, item.entry};
+    }
+    usedSlots += n;
 }
 
 void Dict::reserve_entries(std::size_t entries)
@@ -117,11 +163,6 @@ void Dict::reserve_entries(std::size_t entries)
     values.reserve(n);
     keys.reserve(n);
     nextSameKey.reserve(n);
-    std::size_t size = std::max(slots.size(), initialSlots);
-    while ((usedSlots + entries) * 4 > size * 3)
-        size *= 2;
-    if (size > slots.size())
-        grow(size);
 }
 
 int Dict::append(const hashed_key &key, Slot *slot, std::size_t position)

@@ -88,19 +88,14 @@ public:
 
 private:
     friend class DiffEngine;
-    class DelayedAppend;
-    // Appends an entry for @p key, which has no live one, holding @p value and @p count at once:
-    // the state that set() calls and lookups of the key would leave, for an engine that works
-    // out the counts by itself.
-    void append_entry(const hashed_key &key, int value, int count);
-    // Makes room for @p entries more entries of distinct new keys.
+    // Appends an entry for @p key, which has no entry, holding @p value and @p count at once: the
+    // state that set() calls and lookups of the key would leave, for an engine that works out the
+    // counts by itself. The entry is found by lookups once index_appended() has run.
+    void append_unindexed(const char *key, int value, int count);
+    // Indexes the entries appended by append_unindexed() from entry @p first on.
+    void index_appended(int first);
+    // Makes room for @p entries more entries.
     void reserve_entries(std::size_t entries);
-    // Fetches the slot where a lookup of @p key starts into the caches, ahead of the lookup.
-    void prefetch(const hashed_key &key) const
-    {
-        if (!slots.empty())
-            __builtin_prefetch(&slots[std::size_t(key.hash) & (slots.size() - 1)]);
-    }
 
     // 12 bytes a key: a long input's table stays small. The key itself is that of its entries.
     struct Slot

@@ -160,47 +160,6 @@ private:
 };
 } // namespace
 
-// Appends entries of distinct new keys to a table a few entries after they come, fetching each
-// one's slot into the caches meanwhile: in a long input's table nearly every slot misses them.
-class Dict::DelayedAppend
-{
-public:
-    explicit DelayedAppend(Dict &dict) : dict(dict) { }
-    void append(const char *key, int count)
-    {
-        if (size == ahead)
-            appendFirst();
-        Pending &p = pending[(first + size++) % ahead];
-        p = Pending {QJDiffCore::hash(key), count};
-        dict.prefetch(p.key);
-    }
-    // Appends the entries still pending.
-    void finish()
-    {
-        while (size > 0)
-            appendFirst();
-    }
-
-private:
-    void appendFirst()
-    {
-        const Pending &p = pending[first];
-        dict.append_entry(p.key, 1, p.count);
-        first = (first + 1) % ahead;
-        --size;
-    }
-
-    static constexpr unsigned ahead = 8;
-    struct Pending
-    {
-        Dict::hashed_key key;
-        int count;
-    };
-    Dict &dict;
-    Pending pending[ahead];
-    unsigned first = 0;
-    unsigned size = 0;
-};
 DiffOperation::DiffOperation(
     const std::vector<const char *> *from, const std::vector<const char *> *to, DiffOpType type)
     : type(type)
@@ -433,25 +392,24 @@ void DiffEngine::match_fresh()
     both(
         [&] {
             from_dict->reserve_entries(fromStrings);
-            Dict::DelayedAppend entries(*from_dict);
             int common = 0;
             for (int i = p; i < fromEnd; ++i) {
                 const std::size_t k = fromKey(i);
                 const int middle = fromCount[k];
                 const int before = seen(fromCount[k]);
                 if (before == 0)
-                    entries.append(from[i], middle - matched[k]);
+                    from_dict->append_unindexed(from[i], 1, middle - matched[k]);
                 const bool kept = before < matched[k];
                 if (kept)
                     from_common[std::size_t(common++)] = from[i];
                 from_changed[std::size_t(i)] = kept ? 0 : 1;
             }
-            entries.finish();
+            fromIds.reset(); // its memory can serve the index
+            from_dict->index_appended(0);
             n_from_common = common;
         },
         [&] {
             to_dict->reserve_entries(matchedStrings);
-            Dict::DelayedAppend entries(*to_dict);
             int common = 0;
             for (int j = p; j < toEnd; ++j) {
                 const std::size_t k = toKey(j);
@@ -459,12 +417,13 @@ void DiffEngine::match_fresh()
                 const bool kept = before < matched[k];
                 if (kept) {
                     if (before == 0)
-                        entries.append(to[j], 0);
+                        to_dict->append_unindexed(to[j], 1, 0);
                     to_common[std::size_t(common++)] = to[j];
                 }
                 to_changed[std::size_t(j)] = kept ? 0 : 1;
             }
-            entries.finish();
+            toIds.reset();
+            to_dict->index_appended(0);
             n_to_common = common;
         });
 }
