@@ -50,6 +50,10 @@ void TestQJKitTool::initTestCase()
     QVERIFY(
         QJPropertyListSerialization::writePropertyListToFile(m_settings, m_dir.filePath(u"settings.plist"_s), true));
     QVERIFY(QJBlowfishCoding::writeCodedToFile(m_settings, m_dir.filePath(u"settings.coded"_s)));
+    const QList<std::pair<QString, QByteArray>> files {
+        {u"a"_s, "x\n\"y\" <&\n\x01\tz\n"}, {u"b"_s, "x\nq"}, {u"c"_s, "!"}, {u"bad"_s, "a \xff b"}};
+    for (const auto &[name, bytes] : files)
+        QVERIFY(QJTest::writeFile(m_dir.filePath(name), bytes));
 }
 
 QJTest::ToolResult TestQJKitTool::run(const QString &command, const QByteArray &input) const
@@ -226,6 +230,23 @@ void TestQJKitTool::commands_data()
     // Measuring starts Qt's GUI part without a display, which must not add a word of its own.
     row("fit, room to spare", u"fit --width 1000 short"_s, none, 0, "short\n", none);
     row("fit, no width", u"fit abc"_s, none, 2, none, "qjkit: fit: the option --width W is required\n");
+
+    // diff: JSON runs by default, HTML on request.
+    const QByteArray runs = "{\"differences\":[{\"new\":\"x\",\"old\":\"x\",\"type\":0},{\"new\":\"q\",\"old\":"
+                            "\"\\\"y\\\" <& \\u0001\\tz\",\"type\":1}],\"match\":";
+    row("diff lines by default", u"diff a b"_s, none, 0, runs + "0.4}\n", none);
+    row("diff words", u"diff --type words a b"_s, none, 0, runs + "0.33333334}\n", none);
+    row("diff, nothing to compare", u"diff --type=punctuation c -"_s, none, 0, "{\"differences\":[],\"match\":null}\n",
+        none);
+    row("diff html", u"diff --html --type=0 a b"_s, none, 0,
+        "<div class=\"qj-diff\"><span class=\"qj-same\">x</span> <del class=\"qj-changed\">"
+        "&quot;y&quot; &lt;&amp; \x01\tz</del><ins class=\"qj-changed\">q</ins></div>\n",
+        none);
+    row("diff, invalid UTF-8", u"diff a bad"_s, none, 2, none, "qjkit: bad: not valid UTF-8 text\n");
+    row("diff, bad type", u"diff --type=chars a b"_s, none, 2, none,
+        "qjkit: diff: --type needs words, lines, punctuation or a number, not \"chars\"\n");
+    row("diff, standard input twice", u"diff - -"_s, none, 2, none,
+        "qjkit: diff: OLD and NEW cannot both be standard input\n");
 }
 
 void TestQJKitTool::commands()
