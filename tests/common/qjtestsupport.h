@@ -99,33 +99,28 @@ struct ToolResult
     QByteArray err;
 };
 
-/**
- * Runs @p program with @p arguments, feeding @p input on standard input, in @p environment
- * and @p workingDirectory (default: the test's own).
- */
-inline ToolResult runProgram(const QString &program, const QStringList &arguments,
-    const QByteArray &input = QByteArray(),
-    const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
-    const QString &workingDirectory = QString())
+/** Runs the qjkit tool built with the tests in @p process, as set up, feeding @p input on standard input. */
+inline ToolResult runTool(QProcess &process, const QStringList &arguments, const QByteArray &input = QByteArray())
 {
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.setWorkingDirectory(workingDirectory);
-    process.start(program, arguments);
+    process.start(qEnvironmentVariable("QJKIT_TOOL"), arguments);
     if (!process.waitForStarted())
         return {};
-    process.write(input);
+    if (!input.isEmpty()) // standard input may come from a file instead
+        process.write(input);
     process.closeWriteChannel();
     process.waitForFinished(120000);
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1, process.readAllStandardOutput(),
         process.readAllStandardError()};
 }
 
-/** Runs the qjkit tool built with the tests; as runProgram(). */
+/** Runs the tool in @p environment and @p workingDirectory (default: the test's own). */
 inline ToolResult runTool(const QStringList &arguments, const QByteArray &input = QByteArray(),
     const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
     const QString &workingDirectory = QString())
 {
-    return runProgram(qEnvironmentVariable("QJKIT_TOOL"), arguments, input, environment, workingDirectory);
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(workingDirectory);
+    return runTool(process, arguments, input);
 }
 } // namespace QJTest

@@ -10,7 +10,6 @@
 #include <QJsonObject>
 #include <QRandomGenerator>
 #include <QStringDecoder>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <cmath>
@@ -295,43 +294,6 @@ private Q_SLOTS:
         for (std::thread &w : workers)
             w.join();
         QCOMPARE(got, expected);
-    }
-
-    void command_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("output");
-        const QByteArray runs = "{\"differences\":[{\"new\":\"x\",\"old\":\"x\",\"type\":0},{\"new\":\"q\",\"old\":"
-                                "\"\\\"y\\\" <& \\u0001\\tz\",\"type\":1}],\"match\":";
-        QTest::newRow("lines by default") << QStringList {u"a"_s, u"b"_s} << 0 << runs + "0.4}\n";
-        QTest::newRow("words") << QStringList {u"--type"_s, u"words"_s, u"a"_s, u"b"_s} << 0 << runs + "0.33333334}\n";
-        QTest::newRow("nothing to compare")
-            << QStringList {u"--type=punctuation"_s, u"c"_s, u"-"_s} << 0 << "{\"differences\":[],\"match\":null}\n"_ba;
-        QTest::newRow("html") << QStringList {u"--html"_s, u"--type=0"_s, u"a"_s, u"b"_s} << 0
-                              << "<div class=\"qj-diff\"><span class=\"qj-same\">x</span> <del class=\"qj-changed\">"
-                                 "&quot;y&quot; &lt;&amp; \x01\tz</del><ins class=\"qj-changed\">q</ins></div>\n"_ba;
-        QTest::newRow("invalid UTF-8") << QStringList {u"a"_s, u"bad"_s} << 2
-                                       << "qjkit: bad: not valid UTF-8 text\n"_ba;
-        QTest::newRow("bad type") << QStringList {u"--type=chars"_s, u"a"_s,
-            u"b"_s} << 2 << "qjkit: diff: --type needs words, lines, punctuation or a number, not \"chars\"\n"_ba;
-        QTest::newRow("stdin twice") << QStringList {u"-"_s, u"-"_s} << 2
-                                     << "qjkit: diff: OLD and NEW cannot both be standard input\n"_ba;
-    }
-    void command()
-    {
-        QFETCH(QStringList, arguments);
-        QFETCH(int, status);
-        QFETCH(QByteArray, output);
-        QTemporaryDir dir;
-        const QList<std::pair<QString, QByteArray>> files {
-            {u"a"_s, "x\n\"y\" <&\n\x01\tz\n"}, {u"b"_s, "x\nq"}, {u"c"_s, "!"}, {u"bad"_s, "a \xff b"}};
-        for (const auto &[name, bytes] : files)
-            QVERIFY(QJTest::writeFile(dir.filePath(name), bytes));
-        const auto tool = QJTest::runTool(
-            QStringList {u"diff"_s} + arguments, QByteArray(), QProcessEnvironment::systemEnvironment(), dir.path());
-        QCOMPARE(tool.exitCode, status);
-        QCOMPARE(status ? tool.err : tool.out, output);
     }
 };
 

@@ -46,49 +46,46 @@ class TestQJApplication : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void launchRunsTheBootSequenceWithThePanel();
-    void quittingRunsTheShutdownSequence();
+    void launchRunsTheBootSequenceWithThePanel()
+    {
+        // The application made the one manager; nothing has launched before an event loop ran.
+        auto *app = qobject_cast<QJApplication *>(QCoreApplication::instance());
+        QVERIFY(app->bootManager());
+        QCOMPARE(sharedBootManager, app->bootManager());
+        QVERIFY(!QJBootManager::isBootFinished());
+        QVERIFY(journal.isEmpty());
+
+        // The panel's picture is drawn from the application's name and version when none is given.
+        QJSplashStatusPanel panel;
+        QVERIFY(!panel.pixmap().isNull());
+        Named::panel = &panel;
+        QJBootManager::provideObjectForBootStatusPanel(&panel);
+        QJBootManager::setMinimumTimeForBootStatusPanel(0.2);
+
+        QTest::qWait(50); // the event loop starts: launching finishes
+        app->finishLaunching(); // once only
+        QCOMPARE(journal,
+            (QStringList {u"QJApplicationWillFinishLaunching"_s, u"panel says: Reading <b>fonts</b> (shown)"_s}));
+        QCOMPARE(panel.bootStatusPanelInfo(), QString());
+        QVERIFY(panel.isVisible());
+        QTRY_VERIFY(QJBootManager::isBootFinished());
+        QVERIFY(!panel.isVisible());
+        QCOMPARE(journal.last(), u"QJApplicationBootFinished"_s);
+        QJBootManager::provideObjectForBootStatusPanel(nullptr);
+    }
+
+    void quittingRunsTheShutdownSequence()
+    {
+        journal.clear();
+        Closer closer;
+        QJBootManager::registerObjectForShutdownSequence(&closer);
+        QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+        QCoreApplication::exec();
+        QCOMPARE(journal,
+            (QStringList {u"QJApplicationWillTerminate"_s, u"shutdown step"_s, u"QJApplicationShutdownFinished"_s}));
+        QVERIFY(QJBootManager::isShutdownFinished());
+    }
 };
-
-void TestQJApplication::launchRunsTheBootSequenceWithThePanel()
-{
-    // The application made the one manager; nothing has launched before an event loop ran.
-    auto *app = qobject_cast<QJApplication *>(QCoreApplication::instance());
-    QVERIFY(app->bootManager());
-    QCOMPARE(sharedBootManager, app->bootManager());
-    QVERIFY(!QJBootManager::isBootFinished());
-    QVERIFY(journal.isEmpty());
-
-    // The panel's picture is drawn from the application's name and version when none is given.
-    QJSplashStatusPanel panel;
-    QVERIFY(!panel.pixmap().isNull());
-    Named::panel = &panel;
-    QJBootManager::provideObjectForBootStatusPanel(&panel);
-    QJBootManager::setMinimumTimeForBootStatusPanel(0.2);
-
-    QTest::qWait(50); // the event loop starts: launching finishes
-    app->finishLaunching(); // once only
-    QCOMPARE(
-        journal, (QStringList {u"QJApplicationWillFinishLaunching"_s, u"panel says: Reading <b>fonts</b> (shown)"_s}));
-    QCOMPARE(panel.bootStatusPanelInfo(), QString());
-    QVERIFY(panel.isVisible());
-    QTRY_VERIFY(QJBootManager::isBootFinished());
-    QVERIFY(!panel.isVisible());
-    QCOMPARE(journal.last(), u"QJApplicationBootFinished"_s);
-    QJBootManager::provideObjectForBootStatusPanel(nullptr);
-}
-
-void TestQJApplication::quittingRunsTheShutdownSequence()
-{
-    journal.clear();
-    Closer closer;
-    QJBootManager::registerObjectForShutdownSequence(&closer);
-    QTimer::singleShot(0, qApp, &QCoreApplication::quit);
-    QCoreApplication::exec();
-    QCOMPARE(journal,
-        (QStringList {u"QJApplicationWillTerminate"_s, u"shutdown step"_s, u"QJApplicationShutdownFinished"_s}));
-    QVERIFY(QJBootManager::isShutdownFinished());
-}
 
 int main(int argc, char **argv)
 {
