@@ -161,13 +161,15 @@ def summary_diff(output):
     for row in table_rows(output):
         if len(row) < 8:
             continue
-        words, tool, wall = row[0], row[2], float(row[3])
+        words, tool, wall, peak = row[0], row[2], float(row[3]), float(row[5])
         if tool == "qjkit":
-            ours[words] = wall
+            ours[words] = (wall, peak)
         elif words in ours:
-            name = "wdiff" if tool == "wdiff" else "git diff --word-diff"
-            rows.append((f"word diff of {words} words a side", f"{ours[words]:.3f} s", f"{name}: {wall:.3f} s",
-                         wall / ours[words]))
+            name = {"wdiff": "wdiff", "git": "git diff --word-diff", "diff": "GNU diff"}[tool]
+            kind = "line" if words.endswith("lines") else "word"
+            count = words.removesuffix(", lines")
+            rows.append((f"{kind} diff of {count} words a side", f"{ours[words][0]:.3f} s, {ours[words][1]:.0f} MB",
+                         f"{name}: {wall:.3f} s, {peak:.0f} MB", wall / ours[words][0]))
     return rows
 
 
@@ -347,10 +349,12 @@ COMPARISONS = [
      "paragraph's whole line again). `qjkit sort` uses a stable merge sort of its own, because two "
      "names that differ only in letter case compare as equal.",
      summary_text, None),
-    ("diff", "Differences: word diff", "bench/diff/compare.sh", "qjkit",
+    ("diff", "Differences: word and line diff", "bench/diff/compare.sh", "qjkit",
      "Two generated texts of 1,000,000 and of 2,000,000 words a side (made-up words with a natural "
      "frequency spread, twelve to a line; the new text differs in 1% of the words), compared with "
-     "`qjkit diff --type words`, `wdiff` and `git diff --no-index --word-diff`; the best wall time "
+     "`qjkit diff --type words`, `wdiff` and `git diff --no-index --word-diff`, and as lines with "
+     "`qjkit diff --type lines` and GNU `diff`; then two texts of 850,000 words a side that share no "
+     "word, for the engine's memory at its largest (every word in its tables); the best wall time "
      "of three runs with its CPU time and the largest peak memory. Last column: the tool's time ÷ "
      "qjkit's (above 1: qjkit is faster). `git diff --word-diff` compares lines first and splits only "
      "the changed lines into words, while the difference engine matches every word of both texts "
