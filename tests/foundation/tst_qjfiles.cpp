@@ -94,8 +94,8 @@ private Q_SLOTS:
         QCOMPARE(readFile(plain), QByteArray("x"));
     }
 
-    // A settings file or strings table larger than the limit is not read at all: memory does not
-    // rise by the file's size.
+    // A property list, settings file or strings table larger than the limit is not read at all:
+    // memory does not rise by the file's size.
     void hugeFilesAreRefusedUnread()
     {
         const QString settings = m_dir.filePath(u"huge.plist"_s);
@@ -103,17 +103,17 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(QFileInfo(table).absolutePath()));
         QVERIFY(QJTest::makeSparseFile(settings, PL::MaximumSize + 1));
         QVERIFY(QJTest::makeSparseFile(table, PL::MaximumSize + 1));
-        QJValue value;
-        QString localized;
-        QString tableError;
+        QJValue value, plist;
+        QString localized, plistError, tableError;
         const qint64 rise = QJTest::peakMemoryRiseKiB([&] {
-            QJUserDefaults defaults(settings);
-            value = defaults.objectForKey(u"k"_s);
+            plist = PL::propertyListFromFile(settings, QJMutability::Immutable, nullptr, &plistError);
+            value = QJUserDefaults(settings).objectForKey(u"k"_s);
             localized = QJBundle(m_dir.filePath(u"bundle"_s)).localizedStringForKey(u"k"_s, QString(), u"Huge"_s);
             PL::stringsTableFromFile(table, &tableError);
         });
-        QVERIFY(value.isNone());
+        QVERIFY(value.isNone() && plist.isNone());
         QCOMPARE(localized, u"k"_s);
+        QCOMPARE(plistError, u"the file is larger than %1 bytes"_s.arg(PL::MaximumSize));
         QCOMPARE(tableError, u"the strings table is larger than %1 bytes"_s.arg(PL::MaximumSize));
         if (rise < 0)
             QSKIP("the kernel does not report peak memory");
