@@ -18,27 +18,15 @@
 
 using namespace Qt::StringLiterals;
 using namespace QJThreadingExtensions;
+using PL = QJPropertyListSerialization;
 
 using QJTest::readFile;
 
 namespace
 {
-QJValue plistAt(const QString &path)
-{
-    return QJPropertyListSerialization::propertyListFromFile(path);
-}
-
 QJDictionary unserializable()
 {
     return QJDictionary {{u"size"_s, QJValue::fromObject(QVariant(QSize(3, 4)))}};
-}
-
-QString encodingError()
-{
-    QString error;
-    QJPropertyListSerialization::dataFromPropertyList(
-        unserializable(), QJPropertyListSerialization::XmlFormat_v1_0, &error);
-    return error;
 }
 
 QJFileWrapper tree(int n)
@@ -104,8 +92,8 @@ private Q_SLOTS:
             const Outcome &o = outcomes[i];
             QVERIFY(o.data && o.dictionary && o.array && o.wrapper && !o.failed);
             QCOMPARE(readFile(stem + u".bin"_s), "data " + QByteArray::number(i));
-            QCOMPARE(plistAt(stem + u".plist"_s), QJValue(QJDictionary {{u"worker"_s, i}}));
-            QCOMPARE(plistAt(stem + u"-array.plist"_s), QJValue(QJArray {u"worker"_s, i}));
+            QCOMPARE(PL::propertyListFromFile(stem + u".plist"_s), QJValue(QJDictionary {{u"worker"_s, i}}));
+            QCOMPARE(PL::propertyListFromFile(stem + u"-array.plist"_s), QJValue(QJArray {u"worker"_s, i}));
             QVERIFY(QJFileWrapper::fromPath(stem + u".d"_s) == tree(i));
         }
     }
@@ -140,8 +128,9 @@ private Q_SLOTS:
             threadSecureWriteToFile(QByteArray("x"), path(previous ? u"prev.bin"_s : u"none/prev.bin"_s)), previous);
 
         const QString target = path(u"unencodable.plist"_s);
-        QTest::ignoreMessage(
-            QtWarningMsg, qPrintable(u"Error while encoding file \"%1\": %2"_s.arg(target, encodingError())));
+        QTest::ignoreMessage(QtWarningMsg,
+            qPrintable(u"Error while encoding file \"%1\": a property list cannot hold an object of type QSize"_s.arg(
+                target)));
         const bool result = array ? threadSecureWriteToFile(QJArray {unserializable()}, target)
                                   : threadSecureWriteToFile(unserializable(), target);
         QCOMPARE(result, previous);
