@@ -191,12 +191,9 @@ private Q_SLOTS:
         const QJRange all {0, 0xFFFFFFFF};
         const QString x61(61, u'x'), x40yy = QString(40, u'x') + u"\nyy"_s, hw = u"hello world"_s;
         QTest::newRow("empty string") << QString() << all << 15 << 0u << Counts {0, 0, 0, 0};
-        QTest::newRow("spaces count") << u"one two"_s << all << +CountSpaces << 0u << Counts {1, 1, 7, 2};
         QTest::newRow("61 units, width 0 = 30") << x61 << all << 0 << 0u << Counts {1, 3, 61, 1};
-        QTest::newRow("60 units, width 30") << x61.first(60) << all << 0 << 30u << Counts {1, 2, 60, 1};
         QTest::newRow("empty line") << u"a\n\nb"_s << all << 0 << 0u << Counts {2, 2, 2, 2};
         QTest::newRow("empty line counted") << u"a\n\nb"_s << all << +CountEmptyLines << 0u << Counts {3, 3, 2, 2};
-        QTest::newRow("line feeds as chars") << u"a\n\nb"_s << all << +CountSpaces << 0u << Counts {2, 2, 4, 2};
         QTest::newRow("final line feed") << u"a\n"_s << all << 0 << 0u << Counts {1, 1, 1, 1};
         QTest::newRow("feed at index 0") << u"\na"_s << QJRange {0, 1} << 0 << 0u << Counts {0, 0, 0, 0};
         QTest::newRow("starts in a word") << hw << QJRange {2, 5} << 0 << 0u << Counts {1, 1, 4, 2};
