@@ -319,13 +319,11 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, action);
         QFETCH(QPoint, releaseAt);
-        QWidget window;
+        QJAboutBackgroundView window;
         window.resize(200, 100);
         Receiver receiver;
-        auto *view = new QJAboutBackgroundView(&window);
-        view->setTarget(&receiver);
-        view->setAction(action);
-        view->setGeometry(window.rect());
+        window.setTarget(&receiver);
+        window.setAction(action);
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
 
@@ -337,7 +335,7 @@ private Q_SLOTS:
         QTest::mouseMove(window.windowHandle(), releaseAt);
         QVERIFY(receiver.senders.isEmpty()); // nothing until the button goes up
         QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {}, releaseAt);
-        QCOMPARE(receiver.senders, QList<QObject *> {action == "close" ? view : nullptr});
+        QCOMPARE(receiver.senders, QList<QObject *> {action == "close" ? &window : nullptr});
 
         // A release without a press, and other buttons, do nothing.
         QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {}, QPoint(20, 20));
