@@ -67,7 +67,8 @@ bool anyAboutWindow()
 // "%2$@ %1$@" both give 1:@ 2:@), so a translation may reorder them but not drop or change one.
 QStringList formatArguments(const QString &format)
 {
-    static const QRegularExpression placeholder(u"%(?:(\\d+)\\$)?[-+ #0]*\\d*(?:\\.\\d+)?(?:hh|h|ll|l|q|z)?([@a-zA-Z%])"_s);
+    static const QRegularExpression placeholder(
+        u"%(?:(\\d+)\\$)?[-+ #0]*\\d*(?:\\.\\d+)?(?:hh|h|ll|l|q|z)?([@a-zA-Z%])"_s);
     QStringList arguments;
     int next = 0;
     for (const QRegularExpressionMatch &match : placeholder.globalMatch(format)) {
@@ -80,12 +81,6 @@ QStringList formatArguments(const QString &format)
     return arguments;
 }
 
-// A click through the window system, so that modal blocking and the routing of the release apply.
-void click(QWidget *window, QPoint from, QPoint to)
-{
-    QTest::mousePress(window->windowHandle(), Qt::LeftButton, {}, from);
-    QTest::mouseRelease(window->windowHandle(), Qt::LeftButton, {}, to);
-}
 } // namespace
 
 class TestAbout : public QObject
@@ -324,13 +319,11 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, action);
         QFETCH(QPoint, releaseAt);
-        QWidget window;
+        QJAboutBackgroundView window;
         window.resize(200, 100);
         Receiver receiver;
-        auto *view = new QJAboutBackgroundView(&window);
-        view->setTarget(&receiver);
-        view->setAction(action);
-        view->setGeometry(window.rect());
+        window.setTarget(&receiver);
+        window.setAction(action);
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
 
@@ -342,7 +335,7 @@ private Q_SLOTS:
         QTest::mouseMove(window.windowHandle(), releaseAt);
         QVERIFY(receiver.senders.isEmpty()); // nothing until the button goes up
         QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {}, releaseAt);
-        QCOMPARE(receiver.senders, QList<QObject *> {action == "close" ? view : nullptr});
+        QCOMPARE(receiver.senders, QList<QObject *> {action == "close" ? &window : nullptr});
 
         // A release without a press, and other buttons, do nothing.
         QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {}, QPoint(20, 20));
@@ -446,13 +439,13 @@ private Q_SLOTS:
         blocked.setAction("ping");
         blocked.show();
         QVERIFY(QTest::qWaitForWindowExposed(&blocked));
-        click(&blocked, QPoint(5, 5), QPoint(5, 5));
+        QTest::mouseClick(blocked.windowHandle(), Qt::LeftButton, {}, QPoint(5, 5)); // through the window system
         QVERIFY(receiver.senders.isEmpty());
 
         QJAboutBox *box = QJAboutBox::aboutBox();
         box->open();
         QVERIFY(QTest::qWaitForWindowActive(box->window()));
-        click(box->window(), QPoint(5, 300), QPoint(5, 300));
+        QTest::mouseClick(box->window()->windowHandle(), Qt::LeftButton, {}, QPoint(5, 300));
         QVERIFY(!box->window()->isVisible());
     }
 

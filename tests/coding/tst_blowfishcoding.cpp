@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+// The cipher and its framing, and the coded property-list files written with them.
 #include "QJBlowfish.h"
 #include "QJBlowfishCoding.h"
 #include "QJPropertyListSerialization.h"
@@ -12,20 +13,48 @@
 #include <QSize>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
+
+#include <cstdlib>
+#include <cstring>
 
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using namespace QJBlowfishCoding;
+using QJTest::writeFile;
 
 namespace
 {
+QJBlowfishContext keyed(const QByteArray &key)
+{
+    QJBlowfishContext context;
+    QJBlowfish_Init(&context, reinterpret_cast<const unsigned char *>(key.constData()), size_t(key.size()));
+    return context;
+}
+
+// The framing of one half, written independently of the library: five base-169 digits plus one.
 QByteArray half(quint32 x)
 {
     QByteArray digits(5, 0);
     for (int k = 4; k >= 0; --k, x /= 169)
         digits[k] = char(x % 169 + 1);
     return digits;
+}
+
+QByteArray chunk(const QJBlowfishContext &context, quint32 l, quint32 r)
+{
+    QJBlowfish_Encrypt(&context, &l, &r);
+    return half(l) + half(r);
+}
+
+// Runs an encode or decode and hands back its whole buffer, including the bytes after the string.
+QByteArray run(char *(*coder)(const char *, const char *), const QByteArray &in, const QByteArray &key, qsizetype size)
+{
+    char *out = coder(in.constData(), key.constData());
+    const QByteArray result(out, size);
+    std::free(out);
+    return result;
 }
 
 QJDictionary sample()
@@ -40,16 +69,151 @@ QByteArray xmlOf(const QJValue &plist)
 }
 } // namespace
 
-using QJTest::writeFile;
-
 class TestBlowfishCoding : public QObject
 {
     Q_OBJECT
-private:
     QTemporaryDir m_dir;
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
 private Q_SLOTS:
+    void knownAnswers_data()
+    {
+        QTest::addColumn<QByteArray>("key");
+        QTest::addColumn<QByteArray>("plain");
+        QTest::addColumn<QByteArray>("cipher");
+        QFile file(qEnvironmentVariable("QJKIT_TEST_DATA") + u"/blowfish-ecb-vectors.txt"_s);
+        QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
+        QByteArray section;
+        int rows = 0;
+        while (!file.atEnd()) {
+            const QByteArray line = file.readLine().trimmed();
+            if (line.startsWith("# Section")) {
+                section = line.mid(2, line.indexOf(':') - 2); // "Section 1"
+                continue;
+            }
+            const QList<QByteArray> fields = line.split(' ');
+            if (line.isEmpty() || line.startsWith('#') || fields.size() != 3)
+                continue;
+            QTest::addRow("%s %s", section.constData(), fields[0].constData())
+                << QByteArray::fromHex(fields[0]) << QByteArray::fromHex(fields[1]) << QByteArray::fromHex(fields[2]);
+            ++rows;
+        }
+        QCOMPARE(rows, 57);
+    }
+
+    void knownAnswers()
+    {
+        QFETCH(QByteArray, key);
+        QFETCH(QByteArray, plain);
+        QFETCH(QByteArray, cipher);
+        const QJBlowfishContext context = keyed(key);
+        const auto word = [](const QByteArray &b, int at) { return qFromBigEndian<quint32>(b.constData() + at); };
+        quint32 l = word(plain, 0);
+        quint32 r = word(plain, 4);
+        QJBlowfish_Encrypt(&context, &l, &r);
+        QCOMPARE((QList<quint32> {l, r}), (QList<quint32> {word(cipher, 0), word(cipher, 4)}));
+        QJBlowfish_Decrypt(&context, &l, &r);
+        QCOMPARE((QList<quint32> {l, r}), (QList<quint32> {word(plain, 0), word(plain, 4)}));
+    }
+
+    void emptyKeyReadsAsZeroBytes()
+    {
+        const QJBlowfishContext empty = keyed(QByteArray());
+        const QJBlowfishContext zeros = keyed(QByteArray(4, 0));
+        QVERIFY(std::memcmp(&empty, &zeros, sizeof empty) == 0);
+    }
+
+    // Every byte's chunk is the block (c, 255 - c) enciphered and framed; decoding gives it back.
+    // The coding functions give the same bytes, taking the key as UTF-8.
+    void encodeFramesEachByte_data()
+    {
+        QTest::addColumn<QByteArray>("key");
+        QTest::newRow("short") << QByteArray("k");
+        QTest::newRow("bytes above 127") << u"clé ✎"_s.toUtf8();
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("80 bytes") << QByteArray(80, 'x');
+    }
+
+    void encodeFramesEachByte()
+    {
+        QFETCH(QByteArray, key);
+        QByteArray plain;
+        for (int c = 1; c < 256; ++c)
+            plain += char(c);
+        plain += plain; // repeated bytes come from the same chunk
+        const QJBlowfishContext context = keyed(key);
+        QByteArray expected;
+        for (const char c : std::as_const(plain))
+            expected += chunk(context, quint8(c), 255 - quint8(c));
+        QCOMPARE(run(QJBlowfish_Encode, plain, key, expected.size() + 1), expected + '\0');
+        QCOMPARE(run(QJBlowfish_Decode, expected, key, plain.size() + 1), plain + '\0');
+        QCOMPARE(encodeWithBlowfishKey(plain, QString::fromUtf8(key)), expected);
+        QCOMPARE(decodeWithBlowfishKey(expected, QString::fromUtf8(key)), plain);
+    }
+
+    // The cipher's encoder stops at a zero byte; the coding refuses data that holds one.
+    void zeroBytes()
+    {
+        const QByteArray coded = run(QJBlowfish_Encode, QByteArray("AB\0CD", 5), "key", 21);
+        QCOMPARE(coded, run(QJBlowfish_Encode, "AB", "key", 21));
+        QCOMPARE(qstrlen(coded.constData()), size_t(20));
+        QCOMPARE(encodeWithBlowfishKey(QByteArray("ab\0cd", 5), u"k"_s), QByteArray());
+    }
+
+    void onlyTheFirst72KeyBytesCount()
+    {
+        QByteArray key;
+        for (int i = 0; i < 100; ++i)
+            key += char('A' + i % 50);
+        const QByteArray coded = run(QJBlowfish_Encode, "settings", key, 81);
+        QCOMPARE(coded, run(QJBlowfish_Encode, "settings", key.left(72), 81));
+        QVERIFY(coded != run(QJBlowfish_Encode, "settings", key.left(71), 81));
+    }
+
+    // The cipher's whole result buffer: the plain bytes, then zeros up to and including index
+    // chunk count. The coding gives the first chunk count bytes and refuses a zero byte.
+    void decodeFraming_data()
+    {
+        QTest::addColumn<QByteArray>("coded");
+        QTest::addColumn<QByteArray>("buffer");
+        QTest::addColumn<QByteArray>("plain");
+        const QJBlowfishContext context = keyed("key");
+        const QByteArray a = chunk(context, 'A', 255 - 'A');
+        const QByteArray b = chunk(context, 'B', 255 - 'B');
+        QTest::newRow("empty") << QByteArray() << QByteArray(1, 0) << QByteArray();
+        // The halves 0x12345678 and 0xFFFFFFFF, digit by digit.
+        quint32 exampleL = 0x12345678;
+        quint32 exampleR = 0xFFFFFFFF;
+        QJBlowfish_Decrypt(&context, &exampleL, &exampleR);
+        QTest::newRow("example halves") << QByteArray("\x01\x40\x2F\x66\x37\x06\x2D\x8A\x7E\x71")
+                                        << QByteArray(1, char(exampleL & 0xFF)) + '\0'
+                                        << QByteArray(1, char(exampleL & 0xFF));
+        QTest::newRow("partial chunk ignored")
+            << a + b + "\x05\x05\x05\x05\x05" << QByteArray("AB\0", 3) << QByteArray("AB");
+        QTest::newRow("nine bytes") << a.left(9) << QByteArray(1, 0) << QByteArray();
+        // A chunk deciphering to a zero byte adds nothing, but still counts.
+        QTest::newRow("zero byte adds nothing")
+            << a + chunk(context, 0x100, 7) + b << QByteArray("AB\0\0", 4) << QByteArray("AB\0", 3);
+        QTest::newRow("zero byte in the coded text") << a + '\0' + b << QByteArray("A\0", 2) << QByteArray();
+        // Digits 6, 0, 0, 0, 0 weigh 6 * 169^4 = 4894384326, which wraps to 599417030.
+        quint32 l = 599417030;
+        quint32 r = 0;
+        QJBlowfish_Decrypt(&context, &l, &r);
+        QVERIFY(l & 0xFF);
+        QTest::newRow("half above 32 bits wraps")
+            << QByteArray("\x07\x01\x01\x01\x01\x01\x01\x01\x01\x01") << QByteArray(1, char(l & 0xFF)) + '\0'
+            << QByteArray(1, char(l & 0xFF));
+    }
+
+    void decodeFraming()
+    {
+        QFETCH(QByteArray, coded);
+        QFETCH(QByteArray, buffer);
+        QFETCH(QByteArray, plain);
+        QCOMPARE(run(QJBlowfish_Decode, coded, "key", buffer.size()), buffer);
+        QCOMPARE(decodeWithBlowfishKey(coded, u"key"_s), plain);
+    }
+
     void keyConstantsHaveTheirForms_data()
     {
         QTest::addColumn<QString>("key");
@@ -72,56 +236,6 @@ private Q_SLOTS:
         QCOMPARE(key.toUtf8().size(), utf8);
         QVERIFY(QJCodedFilePrimaryKey.toUtf8().left(72) != QJCodedFileFallbackKey.toUtf8().left(72));
     }
-
-    void dataRoundTrip_data()
-    {
-        QTest::addColumn<QByteArray>("plain");
-        QTest::addColumn<QString>("key");
-        QTest::newRow("text") << QByteArray("<plist>settings</plist>\n") << u"secret"_s;
-        QTest::newRow("key beyond ASCII") << QByteArray("\xFF\x80\x01 bytes") << u"clé ✎"_s;
-        QTest::newRow("empty key") << QByteArray("x") << QString();
-        QTest::newRow("empty data") << QByteArray() << u"secret"_s;
-    }
-
-    void dataRoundTrip()
-    {
-        QFETCH(QByteArray, plain);
-        QFETCH(QString, key);
-        const QByteArray coded = encodeWithBlowfishKey(plain, key);
-        QCOMPARE(coded.size(), plain.size() * 10);
-        QVERIFY(std::all_of(coded.cbegin(), coded.cend(), [](char c) { return quint8(c) >= 1 && quint8(c) <= 169; }));
-        QCOMPARE(decodeWithBlowfishKey(coded, key), plain);
-        // The key is taken as UTF-8, the same bytes the cipher is given directly.
-        char *direct = QJBlowfish_Encode(plain.constData(), key.toUtf8().constData());
-        QCOMPARE(coded, QByteArray(direct));
-        free(direct);
-    }
-
-    void decodeSizes_data()
-    {
-        QTest::addColumn<QByteArray>("coded");
-        QTest::addColumn<QByteArray>("plain");
-        const QByteArray a = encodeWithBlowfishKey(QByteArray("A"), u"k"_s);
-        const QByteArray b = encodeWithBlowfishKey(QByteArray("B"), u"k"_s);
-        QJBlowfishContext context;
-        QJBlowfish_Init(&context, reinterpret_cast<const unsigned char *>("k"), 1);
-        quint32 l = 0x4100; // deciphers to a zero low byte
-        quint32 r = 0;
-        QJBlowfish_Encrypt(&context, &l, &r);
-        QTest::newRow("nine bytes") << a.left(9) << QByteArray();
-        QTest::newRow("partial chunk") << a + b.left(5) << QByteArray("A");
-        QTest::newRow("decoded zero, zero at the end") << a + half(l) + half(r) + b << QByteArray("AB\0", 3);
-        QTest::newRow("zero byte refused") << a + '\0' + b << QByteArray();
-    }
-
-    void decodeSizes()
-    {
-        QFETCH(QByteArray, coded);
-        QFETCH(QByteArray, plain);
-        QCOMPARE(decodeWithBlowfishKey(coded, u"k"_s), plain);
-    }
-
-    void zeroByteRefused() { QCOMPARE(encodeWithBlowfishKey(QByteArray("ab\0cd", 5), u"k"_s), QByteArray()); }
 
     // Strings go through the 8-bit encoding; a coded string survives only when its bytes are ASCII.
     void stringForms()
@@ -250,19 +364,35 @@ private Q_SLOTS:
         });
     }
 
-    // Where the path cannot be a file at all, the reason says what is in the way.
-    void writeToPathsThatAreNoFile()
+    void writeRefused_data()
     {
-        const QString dir = path(u"folder.coded"_s);
-        QVERIFY(QDir().mkpath(dir + u"/inside"_s));
-        QString error;
-        QVERIFY(!writeCodedToFile(sample(), dir, &error));
-        QCOMPARE(error, u"Is a directory"_s);
-        QCOMPARE(QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList {u"inside"_s});
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QJDictionary>("dictionary");
+        QTest::addColumn<QString>("why");
+        // Where the path cannot be a file, the reason says what is in the way.
+        QTest::newRow("a folder") << u"folder.coded"_s << sample() << u"Is a directory"_s;
+        QTest::newRow("below a file") << u"plain-file/x.coded"_s << sample() << u"Not a directory"_s;
+        QTest::newRow("missing folder") << u"missing/x.coded"_s << sample() << u"No such file or directory"_s;
+        QTest::newRow("no property list")
+            << u"unwritten.coded"_s << QJDictionary {{u"o"_s, QJValue::fromObject(QVariant(QSize(1, 2)))}}
+            << u"a property list cannot hold an object of type QSize"_s;
+    }
+
+    // Nothing is written or left behind, and what was in the way stays as it was.
+    void writeRefused()
+    {
+        QFETCH(QString, name);
+        QFETCH(QJDictionary, dictionary);
+        QFETCH(QString, why);
+        QVERIFY(QDir().mkpath(path(u"folder.coded/inside"_s)));
         QVERIFY(writeFile(path(u"plain-file"_s), "x"));
-        QVERIFY(!writeCodedToFile(sample(), path(u"plain-file/x.coded"_s), &error));
-        QCOMPARE(error, u"Not a directory"_s);
-        QVERIFY(readFromCodedFile(dir).isNone());
+        QString error;
+        QVERIFY(!writeCodedToFile(dictionary, path(name), &error));
+        QCOMPARE(error, why);
+        QCOMPARE(QDir(path(u"folder.coded"_s)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+            QStringList {u"inside"_s});
+        QVERIFY(!QFile::exists(path(u"missing"_s)) && !QFile::exists(path(u"unwritten.coded"_s)));
+        QVERIFY(readFromCodedFile(path(u"folder.coded"_s)).isNone());
     }
 
     // Reading stops at what cannot be coded data, and what is too large is refused unread, so
@@ -286,15 +416,6 @@ private Q_SLOTS:
         if (rise < 0)
             QSKIP("the kernel does not report peak memory");
         QVERIFY2(rise < 64 * 1024, qPrintable(u"memory rose by %1 KiB"_s.arg(rise)));
-    }
-
-    // A dictionary that is no property list, or a missing folder: nothing is written or left behind.
-    void writeFailures()
-    {
-        const QJDictionary unwritable {{u"o"_s, QJValue::fromObject(QVariant(QSize(1, 2)))}};
-        QVERIFY(!writeCodedToFile(unwritable, path(u"unwritten.coded"_s)));
-        QVERIFY(!writeCodedToFile(sample(), path(u"missing/x.coded"_s)));
-        QVERIFY(!QFile::exists(path(u"unwritten.coded"_s)) && !QFile::exists(path(u"missing"_s)));
     }
 };
 

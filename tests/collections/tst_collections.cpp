@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+// Index paths, searching, merging, key paths, the secure setters, localization, archiving and
+// calendar dates, in a fixed zone with daylight-saving time (Central European, CET/CEST).
 #include "QJArchiving.h"
 #include "QJArrayExtensions.h"
 #include "QJArraySearch.h"
+#include "QJDateExtensions.h"
 #include "QJDictionaryExtensions.h"
 #include "QJPlistLocalization.h"
 #include "QJPropertyListSerialization.h"
@@ -9,12 +12,22 @@
 #include "QJUserDefaults.h"
 #include "qjtestnode.h"
 
+#include <QCborArray>
+#include <QCborMap>
+#include <QCborValue>
+#include <QDataStream>
 #include <QDir>
+#include <QLineF>
 #include <QLocale>
+#include <QRandomGenerator>
+#include <QRect>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUrl>
+#include <QUuid>
 
+#include <ctime>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -32,6 +45,14 @@ static void expectLogged(const QStringList &lines)
 
 namespace
 {
+// Records the change notices of @p dictionary as "will key" and "did key".
+void recordChanges(const D &dictionary, QStringList &notices)
+{
+    D(dictionary).addChangeObserver([&notices](const QString &key, QJChange phase) {
+        notices.append((phase == QJChange::WillChange ? u"will "_s : u"did "_s) + key);
+    });
+}
+
 D node(const QString &name, const A &children = A())
 {
     return D {{u"name"_s, name}, {u"children"_s, children}};
@@ -43,6 +64,21 @@ A sampleTree()
     return A {node(u"A"_s, A {node(u"A1"_s), node(u"A2"_s)}), node(u"B"_s, A {node(u"B1"_s, A {node(u"B1a"_s)})})};
 }
 } // namespace
+
+// A value type a host might keep in its settings: written field by field in keyed archives, and
+// not streamable, so a sequential archive cannot hold it.
+struct Margins
+{
+    Q_GADGET
+    Q_PROPERTY(int left MEMBER left)
+    Q_PROPERTY(QString label MEMBER label)
+    Q_PROPERTY(QRectF frame MEMBER frame)
+public:
+    int left = 0;
+    QString label;
+    QRectF frame;
+    friend bool operator==(const Margins &, const Margins &) = default;
+};
 
 class TestCollections : public QObject
 {
@@ -83,51 +119,45 @@ private Q_SLOTS:
     void indexPathOfDictionaryNodes()
     {
         const A top = sampleTree();
-        // Parent links make cycles of shared handles; they are undone at the end.
-        QList<D> linked;
-        auto link = [&](const QJIndexPath &childPath, const QJIndexPath &parentPath) {
-            D child = QJArrayExtensions::objectForIndexPath(top, childPath, u"children"_s).toDictionary();
-            child.setObject(QJArrayExtensions::objectForIndexPath(top, parentPath, u"children"_s), u"parent"_s);
-            linked.append(child);
+        const auto at = [&](const QJIndexPath &path) {
+            return QJArrayExtensions::objectForIndexPath(top, path, u"children"_s).toDictionary();
         };
-        link({0, 0}, {0});
-        link({0, 1}, {0});
-        link({1, 0}, {1});
-        link({1, 0, 0}, {1, 0});
+        const auto pathOf = [](const A &in, const QJValue &node) {
+            return QJArrayExtensions::indexPathOfObject(in, node, u"parent"_s, u"children"_s);
+        };
+        // Parent links make cycles of shared handles; they are undone at the end.
+        const QList<std::pair<QJIndexPath, QJIndexPath>> links {
+            {{0, 0}, {0}}, {{0, 1}, {0}}, {{1, 0}, {1}}, {{1, 0, 0}, {1, 0}}};
+        for (const auto &[child, parent] : links)
+            at(child).setObject(at(parent), u"parent"_s);
 
-        const QJValue deep = QJArrayExtensions::objectForIndexPath(top, {1, 0, 0}, u"children"_s);
-        const auto path = QJArrayExtensions::indexPathOfObject(top, deep, u"parent"_s, u"children"_s);
+        const D deep = at({1, 0, 0});
+        const auto path = pathOf(top, deep);
         QVERIFY(path);
         QCOMPARE(*path, (QJIndexPath {1, 0, 0}));
-        QVERIFY(QJArrayExtensions::objectForIndexPath(top, *path, u"children"_s).isSameObject(deep));
-
+        QVERIFY(at(*path).isSameObject(deep));
         // A node whose parent does not list it.
-        const D stray {{u"name"_s, u"stray"_s}, {u"parent"_s, top.at(0)}};
-        QVERIFY(!QJArrayExtensions::indexPathOfObject(top, stray, u"parent"_s, u"children"_s));
-
+        QVERIFY(!pathOf(top, D {{u"name"_s, u"stray"_s}, {u"parent"_s, top.at(0)}}));
         // Equal siblings: the first equal element wins.
-        D second = QJArrayExtensions::objectForIndexPath(top, {0, 1}, u"children"_s).toDictionary();
-        second.setObject(u"A1"_s, u"name"_s);
-        QCOMPARE(*QJArrayExtensions::indexPathOfObject(top, second, u"parent"_s, u"children"_s), (QJIndexPath {0, 0}));
-
+        at({0, 1}).setObject(u"A1"_s, u"name"_s);
+        QCOMPARE(*pathOf(top, at({0, 1})), (QJIndexPath {0, 0}));
         // Parents that lead round in a circle give no path instead of looping.
         D loopA {{u"name"_s, u"x"_s}};
         D loopB {{u"name"_s, u"y"_s}, {u"parent"_s, loopA}};
         loopA.setObject(loopB, u"parent"_s);
-        QVERIFY(!QJArrayExtensions::indexPathOfObject(top, loopA, u"parent"_s, u"children"_s));
+        QVERIFY(!pathOf(top, loopA));
         loopA.removeObjectForKey(u"parent"_s);
         // An array's parent is the array of its elements' parents, made afresh at every step: the
         // chain repeats by value, never by identity.
         const A arrayNode {u"a"_s, u"b"_s};
-        QVERIFY(!QJArrayExtensions::indexPathOfObject(A {arrayNode}, arrayNode, u"parent"_s, u"children"_s));
+        QVERIFY(!pathOf(A {arrayNode}, arrayNode));
 
         const A found = QJArrayExtensions::objectsForIndexPaths(top, {{1}, {9}, {0, 1}, {}}, u"children"_s);
         QCOMPARE(found.count(), 2);
         QVERIFY(found.isMutable());
         QVERIFY(found.at(0).isSameObject(top.at(1)));
-
-        for (D &d : linked)
-            d.removeObjectForKey(u"parent"_s);
+        for (const auto &[child, parent] : links)
+            at(child).removeObjectForKey(u"parent"_s);
     }
 
     void indexPathOfObjectNodes()
@@ -210,9 +240,7 @@ private Q_SLOTS:
         QFETCH(QStringList, notices);
 
         QStringList heard;
-        receiver.addChangeObserver([&heard](const QString &key, QJChange phase) {
-            heard.append((phase == QJChange::WillChange ? u"will "_s : u"did "_s) + key);
-        });
+        recordChanges(receiver, heard);
         QJDictionaryExtensions::recursiveAddEntriesFromDictionary(receiver, other);
         QCOMPARE(receiver, expected);
         QCOMPARE(heard, notices);
@@ -231,9 +259,7 @@ private Q_SLOTS:
         const D other({{u"a"_s, D({{u"y"_s, 2}}, Immutable)}, {u"b"_s, otherArray}, {u"s"_s, replacement}}, Immutable);
 
         QStringList innerHeard;
-        D(inner).addChangeObserver([&innerHeard](const QString &key, QJChange phase) {
-            innerHeard.append((phase == QJChange::WillChange ? u"will "_s : u"did "_s) + key);
-        });
+        recordChanges(inner, innerHeard);
         QJDictionaryExtensions::recursiveAddEntriesFromDictionary(receiver, other);
 
         QVERIFY(receiver.objectForKey(u"a"_s).isSameObject(inner)); // merged in place
@@ -452,9 +478,287 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(QJImmutableMutationError, QJPlistLocalization::localizeUsingTable(frozen, u"Menus"_s));
     }
 
+    void roundTrip_data()
+    {
+        QTest::addColumn<QVariant>("object");
+        QTest::addColumn<bool>("keyed");
+        const QVariantList values {QRect(1, -2, 30, 40), QRectF(0.5, 1, 2.25, 3), QPointF(-1.5, 2), QSize(7, 8),
+            QLineF(0, 1, 2, 3), QUrl(u"https://example.org/a b?q=1#x"_s),
+            QUuid::fromString(u"{67c8770b-44f1-410a-ab9a-f9b5446f13ee}"_s),
+            QVariant(QVariantList {1, u"a"_s, QRect(1, 2, 3, 4), QVariantMap {{u"k"_s, 2.5}}}),
+            QVariant(QVariantHash {{u"h"_s, QVariantList {}}}), QVariant::fromValue(quint64(18446744073709551615ULL)),
+            QVariant::fromValue(QStringList {u"x"_s, u"y"_s})};
+        for (bool keyed : {false, true}) {
+            for (const QVariant &v : values)
+                QTest::addRow("%s %s", v.typeName(), keyed ? "keyed" : "sequential") << v << keyed;
+        }
+        QTest::newRow("gadget keyed") << QVariant::fromValue(Margins {4, u"side"_s, QRectF(1, 2, 3, 4)}) << true;
+    }
+
+    void roundTrip()
+    {
+        QFETCH(QVariant, object);
+        QFETCH(bool, keyed);
+        const A tree {u"text"_s, 5, QJValue::fromObject(object)};
+        const A archived = QJArchiving::archive(tree, false, false, false, keyed);
+        QVERIFY(!archived.isMutable());
+        QCOMPARE(archived.at(0), QJValue(u"text"_s));
+        QCOMPARE(archived.at(1), QJValue(5));
+        QVERIFY(archived.at(2).isData());
+
+        const A back = keyed ? QJArchiving::keyedUnarchive(archived) : QJArchiving::unarchive(archived);
+        QCOMPARE(back.at(2).toObject().metaType(), object.metaType());
+        QCOMPARE(back.at(2).toObject(), object);
+    }
+
+    void formatsAreDistinct()
+    {
+        const QVariant rect = QRect(1, 2, 3, 4);
+        const QByteArray sequential = QJArchiving::archivedDataWithRootObject(rect, false);
+        const QByteArray keyed = QJArchiving::archivedDataWithRootObject(rect, true);
+        QVERIFY(sequential.startsWith("QJSA"));
+        QVERIFY(keyed.startsWith(QByteArray::fromHex("d9d9f7836e") + "QJKeyedArchive"));
+        QVERIFY(!QJArchiving::unarchiveObjectWithData(sequential, true).isValid());
+        QVERIFY(!QJArchiving::unarchiveObjectWithData(keyed, false).isValid());
+
+        // Unarchived with the other kind, a leaf stays the data it was.
+        const A tree {QJValue(keyed)};
+        QCOMPARE(QJArchiving::unarchive(tree).at(0), QJValue(keyed));
+    }
+
+    void sequentialBodyIsAQVariantStream()
+    {
+        const QVariant nested
+            = QVariantList {1, QVariantMap {{u"r"_s, QRect(0, 0, 2, 2)}}, QVariant::fromValue(QList<int> {4, 5})};
+        const QByteArray archive = QJArchiving::archivedDataWithRootObject(nested, false);
+        QDataStream in(archive);
+        in.skipRawData(4);
+        quint16 format = 0;
+        quint16 version = 0;
+        in >> format >> version;
+        QCOMPARE(format, quint16(1));
+        in.setVersion(version);
+        QVariant read;
+        in >> read;
+        QCOMPARE(in.status(), QDataStream::Ok);
+        QVERIFY(in.atEnd());
+        QCOMPARE(read, nested);
+    }
+
+    void leavesThatStay()
+    {
+        QObject node;
+        const QDateTime date = QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC);
+        const QByteArray notAnArchive("QJSA but not really");
+        const A tree {
+            date, true, 2.5, notAnArchive, QJValue(&node), QJValue::fromObject(QVariant::fromValue(Margins {}))};
+        for (bool keyed : {false, true}) {
+            const A archived = QJArchiving::archive(tree, false, false, false, keyed);
+            QCOMPARE(archived.at(0), QJValue(date)); // a date is never archived
+            QVERIFY(archived.at(0).isDate());
+            QCOMPARE(archived.at(3), QJValue(notAnArchive));
+            QCOMPARE(archived.at(4).toNode(), &node); // a QObject cannot be archived: kept
+            QCOMPARE(archived.at(5).isData(), keyed); // the gadget has no stream operators
+            const A back = QJArchiving::archive(archived, true, false, false, keyed);
+            QCOMPARE(back, tree);
+        }
+    }
+
+    void mutabilityFlags_data()
+    {
+        QTest::addColumn<bool>("dictionariesMutable");
+        QTest::addColumn<bool>("arraysMutable");
+        // Mutability of: top dictionary, its dictionary d, its array a, the dictionary inside a, the array inside d.
+        QTest::addColumn<QList<bool>>("expected");
+
+        QTest::newRow("both") << true << true << QList<bool> {true, true, true, true, true};
+        QTest::newRow("neither") << false << false << QList<bool> {false, false, false, false, false};
+        QTest::newRow("dictionaries only: below an array, the arrays flag rules")
+            << true << false << QList<bool> {true, true, false, false, false};
+        QTest::newRow("arrays only") << false << true << QList<bool> {false, false, true, true, true};
+    }
+
+    void mutabilityFlags()
+    {
+        QFETCH(bool, dictionariesMutable);
+        QFETCH(bool, arraysMutable);
+        QFETCH(QList<bool>, expected);
+        const D tree({{u"d"_s, D({{u"inner"_s, A({1}, Immutable)}}, Immutable)},
+                         {u"a"_s, A({D({{u"x"_s, QJValue::fromObject(QRect(1, 1, 1, 1))}}, Immutable)}, Immutable)}},
+            Immutable);
+        for (bool keyed : {false, true}) {
+            const D archived
+                = QJArchiving::archiveWithDictionariesMutable(tree, dictionariesMutable, arraysMutable, keyed);
+            const D out
+                = QJArchiving::unarchiveWithDictionariesMutable(archived, dictionariesMutable, arraysMutable, keyed);
+            const D d = out.objectForKey(u"d"_s).toDictionary();
+            const A a = out.objectForKey(u"a"_s).toArray();
+            const QList<bool> got {out.isMutable(), d.isMutable(), a.isMutable(), a.at(0).toDictionary().isMutable(),
+                d.objectForKey(u"inner"_s).toArray().isMutable()};
+            QCOMPARE(got, expected);
+            QCOMPARE(out, tree);
+        }
+        // The fixed members of the family.
+        const D archived = QJArchiving::keyedArchive(tree);
+        QVERIFY(!QJArchiving::keyedUnarchive(archived).isMutable());
+        QVERIFY(QJArchiving::mutableKeyedUnarchive(archived).objectForKey(u"a"_s).toArray().isMutable());
+        QCOMPARE(QJArchiving::mutableKeyedUnarchive(archived), tree);
+        QCOMPARE(QJArchiving::mutableUnarchive(QJArchiving::archive(tree)), tree);
+    }
+
+    void hostileBytes_data()
+    {
+        QTest::addColumn<bool>("keyed");
+        QTest::newRow("sequential") << false;
+        QTest::newRow("keyed") << true;
+    }
+
+    void hostileBytes()
+    {
+        QFETCH(bool, keyed);
+        const QVariant sample
+            = QVariantList {u"text"_s, QRect(1, 2, 3, 4), QVariantMap {{u"u"_s, QUrl(u"file:///x"_s)}},
+                QVariant::fromValue(QStringList {u"a"_s}), QUuid::createUuid()};
+        const QByteArray good = QJArchiving::archivedDataWithRootObject(sample, keyed);
+        QVERIFY(!good.isEmpty());
+
+        // Every truncation is refused.
+        for (qsizetype n = 0; n < good.size(); ++n)
+            QVERIFY2(
+                !QJArchiving::unarchiveObjectWithData(good.left(n), keyed).isValid(), qPrintable(QString::number(n)));
+
+        // Random damage never crashes; whatever comes back is a value or nothing.
+        QRandomGenerator random(20240611);
+        for (int round = 0; round < 3000; ++round) {
+            QByteArray damaged = good;
+            const int flips = 1 + random.bounded(4);
+            for (int i = 0; i < flips; ++i)
+                damaged[random.bounded(int(damaged.size()))] = char(random.bounded(256));
+            QJArchiving::unarchiveObjectWithData(damaged, keyed);
+        }
+
+        if (!keyed) {
+            // Crafted bodies: huge counts, unknown types, nesting far beyond the bound.
+            auto body = [](auto write) {
+                QByteArray data("QJSA");
+                QDataStream s(&data, QIODevice::WriteOnly | QIODevice::Append);
+                s << quint16(1) << quint16(QDataStream::Qt_6_0);
+                write(s);
+                return data;
+            };
+            const QList<QByteArray> crafted {
+                body([](QDataStream &s) { s << quint32(QMetaType::QStringList) << qint8(0) << quint32(0xfffffff0u); }),
+                body([](QDataStream &s) { s << quint32(QMetaType::QVariantList) << qint8(0) << quint32(0xffffffffu); }),
+                body([](QDataStream &s) { s << quint32(QMetaType::QString) << qint8(0) << quint32(0x7ffffffe); }),
+                body([](QDataStream &s) { s << quint32(QMetaType::User) << qint8(0) << "NoSuchType" << quint32(1); }),
+                body([](QDataStream &s) { s << quint32(QMetaType::QVariant) << qint8(0) << quint32(QMetaType::Int); }),
+                body([](QDataStream &s) {
+                    for (int i = 0; i < 200000; ++i)
+                        s << quint32(QMetaType::QVariantList) << qint8(0) << quint32(1);
+                }),
+            };
+            for (const QByteArray &data : crafted)
+                QVERIFY(!QJArchiving::unarchiveObjectWithData(data, false).isValid());
+        } else {
+            QByteArray deep = good.left(19) + QByteArray(1, '\x01');
+            for (int i = 0; i < 200000; ++i)
+                deep += "\xa2\x64type\x6bQVariantMap\x67"
+                        "entries\xa1\x61k";
+            QVERIFY(!QJArchiving::unarchiveObjectWithData(deep, true).isValid());
+        }
+    }
+
+    void depthIsBounded()
+    {
+        QVariant nested = QVariantList {1};
+        for (int i = 0; i < QJArchiving::MaximumDepth + 5; ++i)
+            nested = QVariantList {nested};
+        for (bool keyed : {false, true}) {
+            QVERIFY(QJArchiving::archivedDataWithRootObject(nested, keyed).isEmpty());
+            const A archived = QJArchiving::archive(A {QJValue::fromObject(nested)}, false, false, false, keyed);
+            QVERIFY(archived.at(0).isObject()); // kept as it was
+        }
+    }
+
+    // Keyed archives whose numbers do not fit where they go: a real where an integer belongs, a value
+    // beyond its type. Converting such a number would be undefined behaviour (the sanitizer build
+    // stops at it); each is refused instead.
+    void numbersOutsideTheirTypeAreRefused_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        auto document = [](const QCborValue &version, const QCborValue &object) {
+            return QCborValue(QCborKnownTags::Signature, QCborArray {u"QJKeyedArchive"_s, version, object}).toCbor();
+        };
+        auto scalar = [](const QString &type, const QCborValue &value) {
+            return QCborMap {{u"type"_s, type}, {u"value"_s, value}};
+        };
+        QTest::newRow("format version as a huge real") << document(1e300, scalar(u"int"_s, 1));
+        QTest::newRow("stream version as a huge real") << document(
+            1, QCborMap {{u"type"_s, u"QUuid"_s}, {u"stream"_s, QByteArray(16, '\0')}, {u"streamVersion"_s, 1e300}});
+        auto point = [&](double x) {
+            return QCborMap {{u"type"_s, u"QPoint"_s},
+                {u"fields"_s, QCborMap {{u"x"_s, scalar(u"double"_s, x)}, {u"y"_s, scalar(u"int"_s, 0)}}}};
+        };
+        QTest::newRow("point coordinate beyond an int") << document(1, point(3e9));
+        QTest::newRow("point coordinate not a number") << document(1, point(qQNaN()));
+        QTest::newRow("integer given as a real") << document(1, scalar(u"int"_s, 1e300));
+        QTest::newRow("float given a real beyond floats") << document(1, scalar(u"float"_s, 1e300));
+    }
+
+    void numbersOutsideTheirTypeAreRefused()
+    {
+        QFETCH(QByteArray, data);
+        QVERIFY(!QJArchiving::unarchiveObjectWithData(data, true).isValid());
+        // The same point with a coordinate that fits is read.
+        const QByteArray fits = QByteArray(data).replace(QCborValue(3e9).toCbor(), QCborValue(-7.0).toCbor());
+        if (fits != data)
+            QCOMPARE(QJArchiving::unarchiveObjectWithData(fits, true), QVariant(QPoint(-7, 0)));
+    }
+
+    void calendarDateByMerging_data()
+    {
+        QTest::addColumn<QDateTime>("dateInfo");
+        QTest::addColumn<QDateTime>("timeInfo");
+        QTest::addColumn<QDateTime>("expected");
+
+        const auto local = [](int y, int mo, int d, int h, int mi, int s, int ms = 0) {
+            return QDateTime(QDate(y, mo, d), QTime(h, mi, s, ms), Qt::LocalTime);
+        };
+        QTest::newRow("31 January 23:00 with 5 June 08:15:30")
+            << local(2023, 1, 31, 23, 0, 0) << local(2021, 6, 5, 8, 15, 30) << local(2023, 1, 31, 8, 15, 30);
+        QTest::newRow("fractions of a second dropped")
+            << local(2024, 2, 29, 1, 2, 3) << local(2020, 1, 1, 12, 34, 56, 999) << local(2024, 2, 29, 12, 34, 56);
+        // Both are read in the local zone: 23:30 UTC on 30 June is already 1 July (01:30 CEST), and
+        // 22:30 UTC on 10 March is 23:30 CET.
+        QTest::newRow("UTC arguments are read as local time")
+            << QDateTime(QDate(2023, 6, 30), QTime(23, 30), Qt::UTC)
+            << QDateTime(QDate(2023, 3, 10), QTime(22, 30), Qt::UTC) << local(2023, 7, 1, 23, 30, 0);
+        QTest::newRow("invalid date info") << QDateTime() << local(2021, 6, 5, 8, 15, 30) << QDateTime();
+    }
+
+    void calendarDateByMerging()
+    {
+        QFETCH(QDateTime, dateInfo);
+        QFETCH(QDateTime, timeInfo);
+        QFETCH(QDateTime, expected);
+        const QDateTime merged = QJDateExtensions::calendarDateByMergingDateInfo(dateInfo, timeInfo);
+        QCOMPARE(merged, expected);
+        if (expected.isValid()) // equal instants, and in local time
+            QCOMPARE(merged.timeSpec(), Qt::LocalTime);
+    }
+
 private:
     QString m_data;
 };
 
-QTEST_GUILESS_MAIN(TestCollections)
+int main(int argc, char **argv)
+{
+    // The zone must be fixed before Qt reads it.
+    qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
+    tzset();
+    QCoreApplication app(argc, argv);
+    TestCollections test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_collections.moc"

@@ -14,17 +14,11 @@
 #include <QString>
 #include <QTest>
 
-inline char *toString(const QJValue &value)
-{
-    return qstrdup(value.description().toUtf8().constData());
-}
+#include <type_traits>
 
-inline char *toString(const QJArray &value)
-{
-    return qstrdup(value.description().toUtf8().constData());
-}
-
-inline char *toString(const QJDictionary &value)
+template<typename T>
+requires std::is_same_v<T, QJValue> || std::is_same_v<T, QJArray> || std::is_same_v<T, QJDictionary>
+char *toString(const T &value)
 {
     return qstrdup(value.description().toUtf8().constData());
 }

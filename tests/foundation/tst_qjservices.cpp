@@ -88,9 +88,8 @@ private Q_SLOTS:
             QVERIFY(defaults.synchronize());
         }
         // The file is an ordinary XML property list.
-        const QJValue file = QJPropertyListSerialization::propertyListFromFile(path);
-        QVERIFY(file.isDictionary());
-        QCOMPARE(file.valueForKey(u"QJAutoUpdateSearchOnStartup"_s), QJValue(true));
+        QCOMPARE(QJPropertyListSerialization::propertyListFromFile(path).valueForKey(u"QJAutoUpdateSearchOnStartup"_s),
+            QJValue(true));
 
         QJUserDefaults again(path);
         QCOMPARE(again.objectForKey(u"QJAutoUpdateSearchOnStartup"_s).type(), QJValue::Boolean);

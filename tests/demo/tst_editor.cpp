@@ -1,9 +1,21 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+// The demo's editor: its running statistics, its comparison with the saved file, the find bar and
+// the window around them.
+#include "DemoSettings.h"
+#include "DocumentComparison.h"
 #include "DocumentStatistics.h"
+#include "EditorWindow.h"
+#include "FindBar.h"
+#include "StringSizing.h"
+#include "qjtestsupport.h"
 
+#include <QAction>
+#include <QCheckBox>
+#include <QDir>
 #include <QPlainTextEdit>
 #include <QRandomGenerator>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -54,9 +66,17 @@ TextCounts recount(const QPlainTextEdit &editor, quint32 width)
     const QString text = editor.toPlainText();
     return DocumentStatistics::count(text, {0, quint32(text.size())}, width);
 }
+
+void select(QPlainTextEdit *editor, int start, int length)
+{
+    QTextCursor cursor(editor->document());
+    cursor.setPosition(start);
+    cursor.setPosition(start + length, QTextCursor::KeepAnchor);
+    editor->setTextCursor(cursor);
+}
 } // namespace
 
-class TestDocumentStatistics : public QObject
+class TestEditor : public QObject
 {
     Q_OBJECT
 
@@ -98,10 +118,8 @@ private Q_SLOTS:
         editor.setPlainText(before);
         DocumentStatistics statistics(editor.document());
         statistics.setLineWidth(30);
-        QTextCursor cursor(editor.document());
-        cursor.setPosition(position);
-        cursor.setPosition(position + removed, QTextCursor::KeepAnchor);
-        cursor.insertText(inserted);
+        select(&editor, position, removed);
+        editor.textCursor().insertText(inserted);
 
         QCOMPARE(statistics.text(), editor.toPlainText());
         QCOMPARE(statistics.totals(), recount(editor, 30));
@@ -230,7 +248,172 @@ private Q_SLOTS:
         QCOMPARE(statistics.totals(), (TextCounts {3, 2, 2, 11}));
         QCOMPARE(statistics.text(), document.toPlainText());
     }
+
+    void marksWordsAndParagraphs_data()
+    {
+        QTest::addColumn<QString>("saved");
+        QTest::addColumn<QString>("current");
+        QTest::addColumn<QString>("html");
+        QTest::addColumn<float>("match");
+
+        QTest::newRow("same text keeps its paragraphs")
+            << u"one two\n\nthree"_s << u"one two\n\nthree"_s
+            << u"<div class=\"qj-diff\"><span class=\"qj-same\">one two <br/><br/>three</span></div>"_s << 1.0f;
+        // Struck-out and inserted words keep a space between them, or they read as one word.
+        QTest::newRow("word changed")
+            << u"a b c"_s << u"a x c"_s
+            << u"<div class=\"qj-diff\"><span class=\"qj-same\">a</span> <del class=\"qj-changed\">b</del> "
+               "<ins class=\"qj-changed\">x</ins> <span class=\"qj-same\">c</span></div>"_s
+            << 2.0f / 3.0f;
+        QTest::newRow("paragraph split is marked")
+            << u"alpha beta"_s << u"alpha\nbeta"_s
+            << u"<div class=\"qj-diff\"><span class=\"qj-same\">alpha</span> <ins class=\"qj-added\">\u00b6<br/></ins> "
+               "<span class=\"qj-same\">beta</span></div>"_s
+            << 1.0f;
+        QTest::newRow("paragraphs joined is marked") << u"alpha\nbeta"_s << u"alpha beta"_s
+                                                     << u"<div class=\"qj-diff\"><span class=\"qj-same\">alpha</span> "
+                                                        u"<del class=\"qj-deleted\">\u00b6<br/></del> "
+                                                        "<span class=\"qj-same\">beta</span></div>"_s
+                                                     << 1.0f;
+        QTest::newRow("control characters in the text are no breaks")
+            << u"a\x01 b"_s << u"a\x01 b"_s << u"<div class=\"qj-diff\"><span class=\"qj-same\">a b</span></div>"_s
+            << 1.0f;
+        QTest::newRow("markup in the text stays text")
+            << u"<b>"_s << u"<i>"_s
+            << u"<div class=\"qj-diff\"><del class=\"qj-changed\">&lt;b&gt;</del> <ins class=\"qj-changed\">&lt;i&gt;</ins></div>"_s
+            << 0.0f;
+        QTest::newRow("two empty texts match") << QString() << QString() << u"<div class=\"qj-diff\"></div>"_s << 1.0f;
+    }
+
+    void marksWordsAndParagraphs()
+    {
+        QFETCH(QString, saved);
+        QFETCH(QString, current);
+        QFETCH(QString, html);
+        QFETCH(float, match);
+
+        const DocumentComparison result = DocumentComparison::compare(saved, current);
+        QCOMPARE(result.html, html);
+        QVERIFY2(qAbs(result.matchValue - match) < 1e-5f, qPrintable(QString::number(result.matchValue)));
+        QCOMPARE(result.error, QString());
+    }
+
+    void savedFileThatCannotBeRead()
+    {
+        QTemporaryDir dir;
+        const DocumentComparison missing = DocumentComparison::compareWithFile(dir.filePath(u"gone.txt"_s), u"x"_s);
+        QVERIFY(!missing.error.isEmpty());
+        QCOMPARE(missing.html, QString());
+
+        QVERIFY(QJTest::writeFile(dir.filePath(u"latin1.txt"_s), "caf\xe9"));
+        QVERIFY(!DocumentComparison::compareWithFile(dir.filePath(u"latin1.txt"_s), u"café"_s).error.isEmpty());
+
+        QVERIFY(QJTest::writeFile(dir.filePath(u"utf8.txt"_s), "one two"));
+        const DocumentComparison read
+            = DocumentComparison::compareWithFile(dir.filePath(u"utf8.txt"_s), u"one three"_s);
+        QCOMPARE(read.error, QString());
+        QCOMPARE(read.changed, 1);
+    }
+
+    void findWrapsAround_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("start");
+        QTest::addColumn<int>("length");
+        QTest::addColumn<QString>("needle");
+        QTest::addColumn<bool>("backwards");
+        QTest::addColumn<bool>("matchCase");
+        QTest::addColumn<bool>("wrap");
+        QTest::addColumn<int>("foundAt");
+        QTest::addColumn<QString>("message");
+
+        const QString text = u"one two One one"_s;
+        QTest::newRow("next after the selection")
+            << text << 0 << 3 << u"one"_s << false << false << true << 8 << QString();
+        QTest::newRow("around to the top")
+            << text << 12 << 3 << u"one"_s << false << false << true << 0 << u"Wrapped around to the top"_s;
+        QTest::newRow("backwards around to the end")
+            << text << 0 << 3 << u"one"_s << true << false << true << 12 << u"Wrapped around to the end"_s;
+        QTest::newRow("backwards before the selection")
+            << text << 12 << 3 << u"one"_s << true << false << true << 8 << QString();
+        QTest::newRow("no wrapping: nothing after the last")
+            << text << 12 << 3 << u"one"_s << false << false << false << 12 << u"Not found"_s;
+        QTest::newRow("matching case skips the capital")
+            << text << 0 << 3 << u"one"_s << false << true << true << 12 << QString();
+        QTest::newRow("the selection itself is never found")
+            << u"one two"_s << 0 << 3 << u"one"_s << false << false << true << 0 << u"Not found"_s;
+        QTest::newRow("found across a paragraph break")
+            << u"ab\ncd ab"_s << 0 << 0 << u"b\nc"_s << false << false << true << 1 << QString();
+    }
+
+    void findWrapsAround()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, start);
+        QFETCH(int, length);
+        QFETCH(QString, needle);
+        QFETCH(bool, backwards);
+        QFETCH(bool, matchCase);
+        QFETCH(bool, wrap);
+        QFETCH(int, foundAt);
+        QFETCH(QString, message);
+
+        QPlainTextEdit editor;
+        editor.setPlainText(text);
+        DocumentStatistics statistics(editor.document());
+        FindBar bar(&editor, &statistics);
+        bar.findChild<QCheckBox *>(u"matchCase"_s)->setChecked(matchCase);
+        bar.findChild<QCheckBox *>(u"wrapAround"_s)->setChecked(wrap);
+        bar.setFindText(needle);
+        select(&editor, start, length);
+
+        QCOMPARE(bar.find(backwards), message != u"Not found"_s);
+        // Nothing found leaves the selection as it was.
+        QCOMPARE(editor.textCursor().selectionStart(), foundAt);
+        QCOMPARE(editor.textCursor().selectionEnd() - foundAt, message == u"Not found"_s ? length : int(needle.size()));
+        QCOMPARE(bar.message(), message);
+    }
+
+    void statusBarFollowsSelection()
+    {
+        QTemporaryDir dir;
+        DemoSettings settings(dir.filePath(u"settings.coded"_s));
+        EditorWindow window(&settings);
+        QPlainTextEdit *editor = window.editor();
+        window.openText(u"The lantern was lit.\n\nNobody noticed."_s, dir.filePath(u"notes.txt"_s));
+        QCOMPARE(window.statisticsText(), u"Document · 6 words · 2 lines · 2 paragraphs · 31 characters"_s);
+        QCOMPARE(settings.recentFiles(), QStringList {dir.filePath(u"notes.txt"_s)});
+
+        select(editor, 4, 7);
+        QCOMPARE(window.statisticsText(), u"Selection · 1 word · 1 line · 1 paragraph · 7 characters"_s);
+
+        // Typing over the selection changes the totals at once.
+        QTest::keyClicks(editor, u"lamp had been"_s);
+        QCOMPARE(window.statisticsText(), u"Document · 8 words · 2 lines · 2 paragraphs · 35 characters"_s);
+        QVERIFY(window.isWindowModified());
+        QTest::keyClick(editor, Qt::Key_Return);
+        QCOMPARE(window.statisticsText(), u"Document · 8 words · 3 lines · 3 paragraphs · 35 characters"_s);
+        QVERIFY(window.action(u"fileCompare"_s)->isEnabled());
+
+        window.openText(QString(), QString());
+        QCOMPARE(window.statisticsText(), u"Document · 0 words · 0 lines · 0 paragraphs · 0 characters"_s);
+        QVERIFY(!window.action(u"fileCompare"_s)->isEnabled());
+    }
+
+    void titleKeepsTheEndOfTheFolder()
+    {
+        const QString folder = QDir::homePath() + u"/Documents/Writing/Manuscripts/2025/Drafts/Revisions"_s;
+        const QString wide = EditorWindow::titleForPath(folder + u"/chapter-03.txt"_s, 5000);
+        QCOMPARE(wide, u"chapter-03.txt[*] — ~/Documents/Writing/Manuscripts/2025/Drafts/Revisions"_s);
+
+        const QString narrow = EditorWindow::titleForPath(folder + u"/chapter-03.txt"_s, 120);
+        QVERIFY2(narrow.startsWith(u"chapter-03.txt[*] — "_s + StringSizing::ellipsis()), qPrintable(narrow));
+        QVERIFY2(narrow.endsWith(u"/Revisions"_s), qPrintable(narrow));
+
+        QCOMPARE(EditorWindow::titleForPath(QString(), 120), u"Untitled[*]"_s);
+        QCOMPARE(EditorWindow::titleForPath(u"/srv/notes.txt"_s, 5000), u"notes.txt[*] — /srv"_s);
+    }
 };
 
-QTEST_MAIN(TestDocumentStatistics)
-#include "tst_documentstatistics.moc"
+QTEST_MAIN(TestEditor)
+#include "tst_editor.moc"
