@@ -3,7 +3,10 @@
 #include "qjkitversion.h"
 
 #include <QPointer>
+#include <QtNetwork/qtnetworkglobal.h>
+#if QT_CONFIG(ssl)
 #include <QSslSocket>
+#endif
 #include <QTcpSocket>
 #include <QTimer>
 
@@ -69,25 +72,26 @@ public:
     QJHttpConnection(QJHttpClient *client, const QString &key, const QUrl &url)
         : QObject(client), key(key), m_client(client), m_host(url.host())
     {
+        const quint16 port = quint16(portOf(url));
+#if QT_CONFIG(ssl)
         if (isTls(url)) {
             auto *tls = new QSslSocket(this);
-            QObject::connect(tls, &QSslSocket::encrypted, this, &QJHttpConnection::ready);
-            m_socket = tls;
-        } else {
-            m_socket = new QTcpSocket(this);
-            QObject::connect(m_socket, &QTcpSocket::connected, this, &QJHttpConnection::ready);
+            connect(tls, &QSslSocket::encrypted, this, &QJHttpConnection::ready);
+            listen(tls);
+            tls->connectToHostEncrypted(url.host(), port);
+            return;
         }
-        m_socket->setReadBufferSize(ReadBufferSize);
-        QObject::connect(m_socket, &QTcpSocket::readyRead, this, &QJHttpConnection::readAnswer);
-        QObject::connect(m_socket, &QTcpSocket::errorOccurred, this, &QJHttpConnection::closed);
-        QObject::connect(m_socket, &QTcpSocket::disconnected, this, &QJHttpConnection::closed);
-        if (auto *tls = qobject_cast<QSslSocket *>(m_socket))
-            tls->connectToHostEncrypted(url.host(), quint16(portOf(url)));
-        else
-            m_socket->connectToHost(url.host(), quint16(portOf(url)));
+#endif
+        auto *plain = new QTcpSocket(this);
+        connect(plain, &QTcpSocket::connected, this, &QJHttpConnection::ready);
+        listen(plain);
+        m_socket->connectToHost(url.host(), port);
     }
 
-    bool isOpen() const { return !m_dead && m_socket->state() == QAbstractSocket::ConnectedState; }
+    bool isOpen() const
+    {
+        return !m_dead && m_socket->state() == QAbstractSocket::ConnectedState;
+    }
 
     // Sends the request of @p exchange, now or once the connection is up.
     void start(QJHttpClient::Exchange *exchange)
@@ -125,8 +129,17 @@ private:
             host = '[' + host + ']';
         if (url.port() >= 0)
             host += ':' + QByteArray::number(url.port());
-        return "GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\nUser-Agent: " + QJHttpClient::userAgent()
-            + "\r\nConnection: keep-alive\r\n\r\n";
+        return "GET " + target + " HTTP/1.1\r\nHost: " + host
+            + "\r\nUser-Agent: QJKit/" QJKIT_VERSION_STRING "\r\nConnection: keep-alive\r\n\r\n";
+    }
+
+    void listen(QTcpSocket *socket)
+    {
+        m_socket = socket;
+        m_socket->setReadBufferSize(ReadBufferSize);
+        connect(m_socket, &QTcpSocket::readyRead, this, &QJHttpConnection::readAnswer);
+        connect(m_socket, &QTcpSocket::errorOccurred, this, &QJHttpConnection::closed);
+        connect(m_socket, &QTcpSocket::disconnected, this, &QJHttpConnection::closed);
     }
 
     void ready()
@@ -138,8 +151,10 @@ private:
 
     void send()
     {
-        if (!m_request.isEmpty())
-            m_socket->write(std::exchange(m_request, QByteArray()));
+        if (m_request.isEmpty())
+            return;
+        m_socket->write(std::exchange(m_request, QByteArray()));
+        m_socket->flush(); // now, not on the next turn of the event loop
     }
 
     void resetParser()
@@ -203,7 +218,10 @@ private:
     }
 
     // An answer that is not HTTP/1.x ends its connection, as a closed one would.
-    void broken() { fail(u"Connection closed"_s); }
+    void broken()
+    {
+        fail(u"Connection closed"_s);
+    }
 
     void fail(const QString &error)
     {
@@ -430,11 +448,6 @@ QJHttpClient::QJHttpClient(QObject *parent) : QObject(parent) { }
 
 QJHttpClient::~QJHttpClient() = default;
 
-QByteArray QJHttpClient::userAgent()
-{
-    return QByteArrayLiteral("QJKit/" QJKIT_VERSION_STRING);
-}
-
 quint64 QJHttpClient::get(const QUrl &url, Handlers handlers)
 {
     const quint64 id = m_nextId++;
@@ -445,7 +458,12 @@ quint64 QJHttpClient::get(const QUrl &url, Handlers handlers)
     request->handlers = std::move(handlers);
     m_exchanges.emplace(id, std::move(owned));
     const QString scheme = url.scheme().toLower();
-    if ((scheme != u"http" && scheme != u"https") || url.host().isEmpty()) {
+#if QT_CONFIG(ssl)
+    const bool known = scheme == u"http" || scheme == u"https";
+#else
+    const bool known = scheme == u"http"; // Qt was built without TLS
+#endif
+    if (!known || url.host().isEmpty()) {
         // Reported later, as every other end, never from within this call.
         const QString error = u"Protocol \"%1\" is unknown"_s.arg(url.scheme());
         QMetaObject::invokeMethod(

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <QByteArray>
-#include <QHash>
+#include <QMultiHash>
 #include <QObject>
 #include <QString>
 #include <QUrl>
@@ -55,13 +55,11 @@ public:
     explicit QJHttpClient(QObject *parent = nullptr);
     ~QJHttpClient() override;
 
-    // Starts a GET of the http or https address @p url. @return its id; done() may have been called
-    // already when this returns (an address that cannot be asked).
+    // Starts a GET of the http or https address @p url. @return its id. done() is never called from
+    // within this call, not even for an address that cannot be asked.
     quint64 get(const QUrl &url, Handlers handlers);
     // Ends the request @p id, if it is still under way, with done(@p why). Its connection is closed.
     void abort(quint64 id, const QString &why);
-    // @return the "User-Agent" sent with every request.
-    static QByteArray userAgent();
 
 private:
     friend class QJHttpConnection;
