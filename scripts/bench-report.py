@@ -411,8 +411,8 @@ IN_PROCESS = [
      "number of entries: a merge visits each entry of the overlay once (plus the copies of immutable "
      "containers it meets), and listing keeps one growing path instead of a prefix per level."),
     ("update", "Update check against a local server (`bench_update`)",
-     "One whole check, from the host lookup to the last record, against the tests' HTTP server on "
-     "127.0.0.1 (which keeps connections open), with N newer versions, every one fetched (the default "
+     "One whole check, from the host lookup to the last record, against the demo's version server "
+     "on 127.0.0.1 (which keeps connections open), with N newer versions, every one fetched (the default "
      "limit of 100 is raised to N): the index and one record per version, four requests at a time; "
      "the items are the requests. `BM_NewerVersions` picks and orders the newer builds of an index "
      "of N keys."),

@@ -3,7 +3,7 @@
 // the installed build (the index and N records are fetched).
 #include "QJPropertyListSerialization.h"
 #include "QJUpdateChecker.h"
-#include "httpserver.h"
+#include "VersionServer.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -19,7 +19,7 @@ namespace
 // A version directory with @p count versions after build 100, each with a record of a few lines.
 void writeDirectory(const QString &root, int count)
 {
-    const QString directory = root + u"/AppServices/Versions/benchwriter/"_s;
+    const QString directory = root + u"/benchwriter/"_s;
     QDir().mkpath(directory);
     QJDictionary index;
     for (int i = 0; i <= count; ++i) {
@@ -41,7 +41,9 @@ void BM_UpdateCheck(benchmark::State &state)
     const int count = int(state.range(0));
     QTemporaryDir root;
     writeDirectory(root.path(), count);
-    HttpServer server(root.path());
+    VersionServer server(root.path());
+    if (!server.listen())
+        state.SkipWithError("the version server cannot listen");
     for (auto _ : state) {
         QJUpdateChecker checker;
         checker.setBaseUrl(server.baseUrl());

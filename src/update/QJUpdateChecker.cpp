@@ -4,6 +4,7 @@
 #include "NaturalStringComparison.h"
 #include "QJBundle.h"
 #include "QJPropertyListSerialization.h"
+#include "qjhttpclient_p.h"
 #include "qjkitversion.h"
 
 #include <QCoreApplication>
@@ -11,10 +12,7 @@
 #include <QEventLoop>
 #include <QHostAddress>
 #include <QHostInfo>
-#include <QNetworkAccessManager>
 #include <QNetworkInformation>
-#include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QThread>
 #include <QTimer>
 
@@ -131,11 +129,11 @@ public:
     bool expired = false; // the whole check's time is up: no request is started any more
     quint64 run = 0; // tells callbacks of a stopped check from those of the running one
     QJUpdateCheckResult result;
-    QNetworkAccessManager *network = nullptr;
+    QJHttpClient *http = nullptr;
     QTimer *deadline = nullptr;
     QTimer *lookupTimer = nullptr;
     int lookupId = -1;
-    std::vector<QNetworkReply *> active;
+    std::vector<quint64> active; // the requests under way
     QStringList keys; // newer keys, newest first
     qsizetype nextRecord = 0;
 };
@@ -146,60 +144,40 @@ void QJUpdateCheckerPrivate::fetch(const QUrl &url, Done done)
 }
 
 // One request of a fetch: @p origin is the address first asked, @p hops the redirects followed so
-// far. Redirects are followed here, not by the network layer, so each one is checked and counted;
-// the time-out covers all of them together.
+// far. Redirects are followed here, so each one is checked and counted; the time-out covers all of
+// them together, and ends a server that trickles as well as a silent one.
 void QJUpdateCheckerPrivate::fetchHop(const QUrl &origin, const QUrl &url, int hops, QDeadlineTimer due, Done done)
 {
-    if (!network)
-        network = new QNetworkAccessManager(q);
-    QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    request.setTransferTimeout(timeout);
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setHeader(QNetworkRequest::UserAgentHeader, QByteArrayLiteral("QJKit/" QJKIT_VERSION_STRING));
-
-    QNetworkReply *reply = network->get(request);
-    active.push_back(reply);
+    if (!http)
+        http = new QJHttpClient(q);
     struct State
     {
         QByteArray data;
-        QString failure;
+        QJHttpHead head;
+        QTimer *timer;
+        quint64 id = 0;
     };
     auto state = std::make_shared<State>();
+    state->timer = new QTimer(q);
     const quint64 myRun = run;
-    auto fail = [reply, state](const QString &why) {
-        if (state->failure.isEmpty())
-            state->failure = why;
-        reply->abort();
+    QJHttpClient::Handlers handlers;
+    handlers.head = [this, state](const QJHttpHead &head) {
+        state->head = head;
+        return head.length > maximumSize ? u"the answer is larger than %1 bytes"_s.arg(maximumSize) : QString();
     };
-
-    // The transfer time-out only notices silence; this one also ends a server that trickles.
-    auto *timer = new QTimer(reply);
-    timer->setSingleShot(true);
-    QObject::connect(timer, &QTimer::timeout, reply, [fail, this] { fail(u"no answer within %1 ms"_s.arg(timeout)); });
-    timer->start(std::max<qint64>(0, due.remainingTime()));
-
-    QObject::connect(reply, &QNetworkReply::metaDataChanged, reply, [=, this] {
-        bool known = false;
-        const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(&known);
-        if (known && length > maximumSize)
-            fail(u"the answer is larger than %1 bytes"_s.arg(maximumSize));
-    });
-    QObject::connect(reply, &QNetworkReply::readyRead, reply, [=, this] {
-        state->data += reply->read(maximumSize + 1 - state->data.size());
-        if (state->data.size() > maximumSize)
-            fail(u"the answer is larger than %1 bytes"_s.arg(maximumSize));
-    });
-    QObject::connect(reply, &QNetworkReply::finished, reply, [=, this] {
-        std::erase(active, reply);
-        reply->deleteLater();
+    handlers.body = [this, state](QByteArrayView piece) {
+        state->data += piece.first(std::min<qint64>(piece.size(), maximumSize + 1 - state->data.size()));
+        return state->data.size() > maximumSize ? u"the answer is larger than %1 bytes"_s.arg(maximumSize) : QString();
+    };
+    handlers.done = [=, this](QString error) {
+        state->timer->stop();
+        state->timer->deleteLater(); // this may run inside its timeout
+        std::erase(active, state->id);
         if (myRun != run)
             return; // the check was stopped
-        QString error = state->failure;
-        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        const QVariant target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute);
-        if (error.isEmpty() && status >= 300 && status <= 399 && target.isValid()) {
-            const QUrl next = url.resolved(target.toUrl());
+        const int status = state->head.status;
+        if (error.isEmpty() && state->head.isRedirect()) {
+            const QUrl next = url.resolved(QUrl::fromEncoded(state->head.location));
             if (!sameServer(origin, next))
                 done({}, u"redirected to another server (%1)"_s.arg(next.toDisplayString()));
             else if (hops >= maximumRedirects)
@@ -210,19 +188,17 @@ void QJUpdateCheckerPrivate::fetchHop(const QUrl &origin, const QUrl &url, int h
                 fetchHop(origin, next, hops + 1, due, done);
             return;
         }
-        // A status the server gave says more, and more briefly, than the transfer error made of it.
+        // A status the server gave says more, and more briefly, than a transfer error.
         if (error.isEmpty() && status != 0 && (status < 200 || status > 299))
-            error = u"HTTP status %1 %2"_s.arg(status)
-                        .arg(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString())
-                        .trimmed();
-        if (error.isEmpty() && reply->error() != QNetworkReply::NoError)
-            error = reply->errorString();
-        if (error.isEmpty())
-            state->data += reply->read(maximumSize + 1 - state->data.size());
-        if (error.isEmpty() && state->data.size() > maximumSize)
-            error = u"the answer is larger than %1 bytes"_s.arg(maximumSize);
+            error = u"HTTP status %1 %2"_s.arg(status).arg(QString::fromLatin1(state->head.reason)).trimmed();
         done(error.isEmpty() ? state->data : QByteArray(), error);
-    });
+    };
+    state->id = http->get(url, std::move(handlers));
+    active.push_back(state->id);
+    state->timer->setSingleShot(true);
+    QObject::connect(state->timer, &QTimer::timeout, q,
+        [this, id = state->id] { http->abort(id, u"no answer within %1 ms"_s.arg(timeout)); });
+    state->timer->start(std::max<qint64>(0, due.remainingTime()));
 }
 
 void QJUpdateCheckerPrivate::lookUpHost()
@@ -332,10 +308,9 @@ void QJUpdateCheckerPrivate::stopRequests()
         lookupId = -1;
     }
     dropLookupTimer();
-    const std::vector<QNetworkReply *> replies = active;
-    for (QNetworkReply *reply : replies)
-        reply->abort();
-    active.clear();
+    const std::vector<quint64> requests = std::exchange(active, {});
+    for (const quint64 id : requests)
+        http->abort(id, u"cancelled"_s);
 }
 
 void QJUpdateCheckerPrivate::finish(QJUpdateCheckResult::Status status, const QString &reason)
@@ -542,9 +517,9 @@ void QJUpdateChecker::start()
         connect(d->deadline, &QTimer::timeout, this, [this] {
             // Out of time: stop what is under way; requests not yet sent are not sent.
             d->expired = true;
-            const std::vector<QNetworkReply *> replies = d->active;
-            for (QNetworkReply *reply : replies)
-                reply->abort();
+            const std::vector<quint64> requests = d->active;
+            for (const quint64 id : requests)
+                d->http->abort(id, u"Operation canceled"_s);
             if (d->lookupId >= 0)
                 d->finish(QJUpdateCheckResult::NotReachable, u"the check took too long"_s);
         });

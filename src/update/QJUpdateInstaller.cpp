@@ -2,15 +2,13 @@
 #include "QJUpdateInstaller.h"
 #include "QJBundle.h"
 #include "QJUpdateSignature.h"
-#include "qjkitversion.h"
+#include "qjhttpclient_p.h"
 #include "qjupdatepackage_p.h"
 
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QSaveFile>
 #include <QTimer>
 
@@ -108,7 +106,8 @@ public:
     std::atomic<bool> cancelled = false;
 };
 
-// Streams the package to @p target, never more than its announced length.
+// Streams the package to @p target, never more than its announced length. Redirects are followed
+// as far as 5, to any server but never from https to http.
 bool QJUpdateInstallerPrivate::download(QJUpdateInstaller *q, const QString &target)
 {
     QFile file(target);
@@ -116,55 +115,78 @@ bool QJUpdateInstallerPrivate::download(QJUpdateInstaller *q, const QString &tar
         error = u"the package cannot be saved: "_s + file.errorString();
         return false;
     }
-    QNetworkAccessManager network;
-    QNetworkRequest request(record.package);
-    request.setTransferTimeout(timeout);
-    request.setMaximumRedirectsAllowed(5);
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setHeader(QNetworkRequest::UserAgentHeader, QByteArrayLiteral("QJKit/" QJKIT_VERSION_STRING));
-    QNetworkReply *reply = network.get(request);
-    // Bounded, so that a fast server cannot make the package pile up in memory ahead of the disk.
-    reply->setReadBufferSize(1 << 20);
-    QString failure;
+    QJHttpClient http;
+    QEventLoop loop;
+    QString failure; // the installer's own reason, said as it is
+    QString transfer; // the server's or the network's, said as a failed download
     qint64 received = 0;
     const qint64 length = record.length;
-    auto stop = [&](const QString &why) {
-        if (failure.isEmpty())
-            failure = why;
-        reply->abort();
+    QUrl url = record.package;
+    int redirects = 0;
+    quint64 request = 0;
+    std::function<void()> fetch = [&] {
+        auto head = std::make_shared<QJHttpHead>();
+        QJHttpClient::Handlers handlers;
+        handlers.silence = timeout;
+        handlers.head = [&, head](const QJHttpHead &answer) {
+            *head = answer;
+            if (answer.isRedirect() || (answer.status >= 200 && answer.status <= 299))
+                return QString();
+            transfer = answer.status >= 400 && answer.status <= 599
+                ? u"Error transferring %1 - server replied: %2"_s.arg(
+                    url.toString(), QString::fromLatin1(answer.reason))
+                : u"HTTP status %1"_s.arg(answer.status);
+            return transfer;
+        };
+        handlers.body = [&, head](QByteArrayView bytes) {
+            if (head->isRedirect())
+                return QString();
+            received += bytes.size();
+            if (received > length)
+                failure = u"the server sent more than the package's %1 bytes"_s.arg(length);
+            else if (file.write(bytes.data(), bytes.size()) != bytes.size())
+                failure = u"the package cannot be saved: "_s + file.errorString();
+            else
+                Q_EMIT q->downloadProgress(received, length);
+            return failure;
+        };
+        handlers.done = [&, head](const QString &why) {
+            if (why.isEmpty() && head->isRedirect()) {
+                const QUrl next = url.resolved(QUrl::fromEncoded(head->location));
+                const QString scheme = next.scheme().toLower();
+                if (++redirects > 5)
+                    transfer = u"Too many redirects"_s;
+                else if (head->location.isEmpty() || (scheme != u"http" && scheme != u"https"))
+                    transfer = u"Unknown protocol specified"_s;
+                else if (scheme == u"http" && url.scheme().compare(u"https"_s, Qt::CaseInsensitive) == 0)
+                    transfer = u"Insecure redirect"_s;
+                if (transfer.isEmpty()) {
+                    url = next;
+                    return fetch();
+                }
+            } else if (failure.isEmpty() && transfer.isEmpty()) {
+                transfer = why;
+            }
+            loop.quit();
+        };
+        request = http.get(url, std::move(handlers));
     };
-    auto take = [&] {
-        const QByteArray bytes = reply->readAll();
-        received += bytes.size();
-        if (received > length)
-            return stop(u"the server sent more than the package's %1 bytes"_s.arg(length));
-        if (file.write(bytes) != bytes.size())
-            return stop(u"the package cannot be saved: "_s + file.errorString());
-        Q_EMIT q->downloadProgress(received, length);
-    };
-    QEventLoop loop;
-    QObject::connect(reply, &QNetworkReply::readyRead, &loop, take);
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    fetch();
     QTimer poll; // cancel() may come from another thread: looked at here, on the download's own
     QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (cancelled)
-            stop(u"cancelled"_s);
+        if (cancelled) {
+            failure = u"cancelled"_s;
+            http.abort(request, failure);
+        }
     });
     poll.start(50);
-    if (!reply->isFinished())
-        loop.exec();
-    if (failure.isEmpty() && reply->isReadable())
-        take();
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (failure.isEmpty() && reply->error() != QNetworkReply::NoError)
-        failure = u"the package could not be downloaded: "_s + reply->errorString();
-    if (failure.isEmpty() && (status < 200 || status > 299))
-        failure = u"the package could not be downloaded: HTTP status %1"_s.arg(status);
+    loop.exec();
+    if (failure.isEmpty() && !transfer.isEmpty())
+        failure = u"the package could not be downloaded: "_s + transfer;
     if (failure.isEmpty() && received != length)
         failure = u"the download ended after %1 of the package's %2 bytes"_s.arg(received).arg(length);
     if (failure.isEmpty() && (!file.flush() || ::fsync(file.handle()) != 0))
         failure = u"the package cannot be saved: "_s + file.errorString();
-    delete reply;
     error = failure;
     return failure.isEmpty();
 }

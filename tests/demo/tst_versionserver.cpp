@@ -5,11 +5,9 @@
 #include "QJUpdateChecker.h"
 #include "qjtestsupport.h"
 
-#include <QEventLoop>
 #include <QFile>
 #include <QTcpSocket>
 #include <QTest>
-#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -22,21 +20,17 @@ struct Response
     QByteArray body;
 };
 
-// Sends @p request as it is and reads the answer until the server closes the connection. The
-// server runs on this thread, so the wait runs the event loop.
+// Sends @p request as it is and reads the answer until the server closes the connection.
 Response exchange(quint16 port, const QByteArray &request)
 {
     QTcpSocket socket;
-    QByteArray received;
-    QEventLoop loop;
-    QObject::connect(&socket, &QTcpSocket::connected, &loop, [&] { socket.write(request); });
-    QObject::connect(&socket, &QTcpSocket::readyRead, &loop, [&] { received += socket.readAll(); });
-    QObject::connect(&socket, &QTcpSocket::disconnected, &loop, &QEventLoop::quit);
-    QObject::connect(&socket, &QTcpSocket::errorOccurred, &loop, &QEventLoop::quit);
-    QTimer::singleShot(10000, &loop, &QEventLoop::quit);
     socket.connectToHost(QHostAddress::LocalHost, port);
-    loop.exec();
-    received += socket.readAll();
+    QByteArray received;
+    if (socket.waitForConnected(10000) && socket.write(request) == request.size()) {
+        while (socket.waitForReadyRead(10000))
+            received += socket.readAll();
+        received += socket.readAll();
+    }
 
     Response response;
     const qsizetype end = received.indexOf("\r\n\r\n");
@@ -50,9 +44,10 @@ Response exchange(quint16 port, const QByteArray &request)
     return response;
 }
 
-QByteArray get(const QByteArray &target)
+// A request that asks the server to close the connection after its answer.
+QByteArray get(const QByteArray &target, const QByteArray &method = "GET")
 {
-    return "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
+    return method + ' ' + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n";
 }
 } // namespace
 
@@ -69,12 +64,12 @@ private Q_SLOTS:
     void updateCheckFindsTheNewerVersions();
 
 private:
-    VersionServer *m_server = nullptr;
+    std::unique_ptr<VersionServer> m_server;
 };
 
 void TestVersionServer::initTestCase()
 {
-    m_server = new VersionServer(QJTest::dataPath(), this);
+    m_server = std::make_unique<VersionServer>(QJTest::dataPath());
     QVERIFY2(m_server->listen(), qPrintable(m_server->errorString()));
     QCOMPARE(m_server->baseUrl().toString(), u"http://127.0.0.1:%1/AppServices/Versions/"_s.arg(m_server->port()));
 }
@@ -119,7 +114,7 @@ void TestVersionServer::answersTheIndexAndRecords()
     }
 
     // HEAD: the same headers, no body.
-    const Response head = exchange(m_server->port(), "HEAD " + target + " HTTP/1.1\r\n\r\n");
+    const Response head = exchange(m_server->port(), get(target, "HEAD"));
     QCOMPARE(head.status, 200);
     QCOMPARE(head.headers.mid(head.headers.indexOf("\r\n")), response.headers.mid(response.headers.indexOf("\r\n")));
     QCOMPARE(head.body, QByteArray());

@@ -6,7 +6,7 @@
 #include "QJNotificationCenter.h"
 #include "QJUpdater.h"
 #include "QJUserDefaults.h"
-#include "versionserver.h"
+#include "versiondirectory.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -45,9 +45,9 @@ QMessageBox *shownAlert()
     return nullptr;
 }
 
-int indexRequests(const VersionServer &v)
+int indexRequests(const VersionDirectory &v)
 {
-    return int(v.server.requests().count(VersionServer::directoryPath() + u"info.plist"_s));
+    return int(v.server.requests().count(VersionDirectory::directoryPath() + u"info.plist"_s));
 }
 } // namespace
 
@@ -81,7 +81,7 @@ private:
     }
 
     std::unique_ptr<QTemporaryDir> prefs;
-    std::unique_ptr<VersionServer> v;
+    std::unique_ptr<VersionDirectory> v;
     std::unique_ptr<QJBootManager> manager;
     QJAutoUpdate *updater = nullptr;
 };
@@ -99,7 +99,7 @@ void TestQJAutoUpdate::init()
 {
     prefs = std::make_unique<QTemporaryDir>();
     QJUserDefaults::setStandardUserDefaultsPath(prefs->filePath(u"prefs.plist"_s));
-    v = std::make_unique<VersionServer>();
+    v = std::make_unique<VersionDirectory>();
     QJBundle::mainBundle().setObjectForInfoDictionaryKey(v->server.baseUrl().toString(), QJAutoUpdateBaseURLKey);
     applicationBootSequences.clear();
     manager = std::make_unique<QJBootManager>();
@@ -255,7 +255,7 @@ void TestQJAutoUpdate::startUpCheckWaitsForBootFinished()
 void TestQJAutoUpdate::startUpNeverWaitsForTheCheck()
 {
     v->publishStandardDirectory();
-    v->server.setBehaviour(u"info.plist"_s, HttpServer::Silent);
+    v->server.setBehaviour(u"info.plist"_s, VersionServer::Silent);
     makeUpdater();
     bool checkingAtBootFinished = false;
     QJNotificationCenter::defaultCenter()->addObserver(QJApplicationBootFinishedNotification, this,
@@ -430,7 +430,7 @@ void TestQJAutoUpdate::updateStartsUpdaterOrStays()
 void TestQJAutoUpdate::destroyingDuringCheckReturns()
 {
     v->publishStandardDirectory();
-    v->server.setBehaviour(u"info.plist"_s, HttpServer::Silent);
+    v->server.setBehaviour(u"info.plist"_s, VersionServer::Silent);
     makeUpdater();
     updater->setCheckerConfiguration({}); // the default ten seconds
     finishBoot();

@@ -2,7 +2,7 @@
 // The update check without a window, against a real HTTP server on 127.0.0.1, and its qjkit command.
 #include "QJUpdateChecker.h"
 #include "qjtestsupport.h"
-#include "versionserver.h"
+#include "versiondirectory.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -12,7 +12,7 @@
 
 using namespace Qt::StringLiterals;
 
-using Setup = std::function<void(VersionServer &)>;
+using Setup = std::function<void(VersionDirectory &)>;
 Q_DECLARE_METATYPE(Setup)
 
 namespace
@@ -47,7 +47,7 @@ private Q_SLOTS:
     void commandLine();
 
 private:
-    QJUpdateCheckResult runCheck(VersionServer &v, int timeout = 10000, const QString &installed = u"41"_s,
+    QJUpdateCheckResult runCheck(VersionDirectory &v, int timeout = 10000, const QString &installed = u"41"_s,
         const std::function<void(QJUpdateChecker &)> &adjust = {});
 };
 
@@ -60,7 +60,7 @@ void TestQJUpdateChecker::initTestCase()
 }
 
 QJUpdateCheckResult TestQJUpdateChecker::runCheck(
-    VersionServer &v, int timeout, const QString &installed, const std::function<void(QJUpdateChecker &)> &adjust)
+    VersionDirectory &v, int timeout, const QString &installed, const std::function<void(QJUpdateChecker &)> &adjust)
 {
     QJUpdateChecker checker;
     checker.setBaseUrl(v.server.baseUrl());
@@ -151,19 +151,19 @@ void TestQJUpdateChecker::checkAgainstServer_data()
     const int none = QJUpdateCheckResult::NoUpdate;
 
     QTest::newRow("newer versions newest first, equal build dropped")
-        << Setup(&VersionServer::publishStandardDirectory) << available << QStringList {u"4a"_s, u"43"_s, u"42"_s}
+        << Setup(&VersionDirectory::publishStandardDirectory) << available << QStringList {u"4a"_s, u"43"_s, u"42"_s}
         << QStringList {u"5.0|A new look."_s, u"4.3|A word counter."_s, u"4.2|Faster saving."_s};
-    QTest::newRow("only equal and older builds") << Setup([](VersionServer &v) {
+    QTest::newRow("only equal and older builds") << Setup([](VersionDirectory &v) {
         v.publish({u"40"_s, u"41"_s, u"041"_s});
     }) << none << QStringList() << QStringList();
-    QTest::newRow("no index") << Setup([](VersionServer &) {}) << none << QStringList() << QStringList();
+    QTest::newRow("no index") << Setup([](VersionDirectory &) {}) << none << QStringList() << QStringList();
     QTest::newRow("index is not a property list")
-        << Setup([](VersionServer &v) { v.writeFile(u"info.plist"_s, "<html><body>Not here</body></html>"); }) << none
-        << QStringList() << QStringList();
-    QTest::newRow("index is an array") << Setup([](VersionServer &v) {
+        << Setup([](VersionDirectory &v) { v.writeFile(u"info.plist"_s, "<html><body>Not here</body></html>"); })
+        << none << QStringList() << QStringList();
+    QTest::newRow("index is an array") << Setup([](VersionDirectory &v) {
         v.writeFile(u"info.plist"_s, QJPropertyListSerialization::dataFromPropertyList(QJArray {u"42"_s}));
     }) << none << QStringList() << QStringList();
-    QTest::newRow("entity expansion is refused") << Setup([](VersionServer &v) {
+    QTest::newRow("entity expansion is refused") << Setup([](VersionDirectory &v) {
         // Each entity holds ten of the one before: expanded, "&j;" would be ten thousand million bytes.
         QByteArray bomb = "<?xml version=\"1.0\"?>\n<!DOCTYPE plist [\n<!ENTITY a \"aaaaaaaaaa\">\n";
         for (char name = 'b'; name <= 'j'; ++name)
@@ -173,13 +173,13 @@ void TestQJUpdateChecker::checkAgainstServer_data()
             += "]>\n<plist version=\"1.0\"><dict><key>&j;</key><string>x</string><key>99</key><string/></dict></plist>";
         v.writeFile(u"info.plist"_s, bomb);
     }) << none << QStringList() << QStringList();
-    QTest::newRow("missing and broken records give empty texts") << Setup([](VersionServer &v) {
+    QTest::newRow("missing and broken records give empty texts") << Setup([](VersionDirectory &v) {
         v.publish({u"42"_s, u"43"_s, u"44"_s});
         v.addRecord(u"43"_s, u"4.3"_s, u"Kept."_s);
         v.writeFile(u"44.plist"_s, "{ version = ");
     }) << available << QStringList {u"44"_s, u"43"_s, u"42"_s} << QStringList {u"|"_s, u"4.3|Kept."_s, u"|"_s};
     QTest::newRow("keys with separators and percent signs stay in the directory")
-        << Setup([](VersionServer &v) {
+        << Setup([](VersionDirectory &v) {
                v.installed = QString(); // "../50" orders before every digit
                v.publish({u"../50"_s, u"5/1"_s, u"5%2F2"_s});
                v.addRecord(u"../50"_s, u"outside"_s, u"outside"_s, u"../50.plist"_s);
@@ -188,34 +188,43 @@ void TestQJUpdateChecker::checkAgainstServer_data()
            })
         << available << QStringList {u"5/1"_s, u"5%2F2"_s, u"../50"_s}
         << QStringList {u"|"_s, u"5.2|the file named 5%2F2"_s, u"|"_s};
-    QTest::newRow("redirect on the same server is followed") << Setup([](VersionServer &v) {
+    QTest::newRow("redirect on the same server is followed") << Setup([](VersionDirectory &v) {
         v.publishStandardDirectory();
         v.writeFile(
             u"moved/info.plist"_s, QJPropertyListSerialization::dataFromPropertyList(QJDictionary {{u"42"_s, u""_s}}));
-        v.server.setBehaviour(u"testwriter/info.plist"_s, HttpServer::RedirectToMoved);
+        v.server.setBehaviour(u"testwriter/info.plist"_s, VersionServer::RedirectToMoved);
     }) << available << QStringList {u"42"_s} << QStringList {u"4.2|Faster saving."_s};
+    // The two other ways a server may end an answer: a chunk of size 0, and closing the connection.
+    QTest::newRow("index in chunks, records without a length")
+        << Setup([](VersionDirectory &v) {
+               v.publishStandardDirectory();
+               v.server.setBehaviour(u".plist"_s, VersionServer::UntilClose);
+               v.server.setBehaviour(u"info.plist"_s, VersionServer::Chunked);
+           })
+        << available << QStringList {u"4a"_s, u"43"_s, u"42"_s}
+        << QStringList {u"5.0|A new look."_s, u"4.3|A word counter."_s, u"4.2|Faster saving."_s};
     // A German user reads the German text the server publishes.
-    QTest::newRow("description in the user's language") << Setup([](VersionServer &v) {
+    QTest::newRow("description in the user's language") << Setup([](VersionDirectory &v) {
         v.publish({u"42"_s});
         v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
         v.language = u"de_DE"_s;
     }) << available << QStringList {u"42"_s} << QStringList {u"4.2|Beschreibung"_s};
     // A record not yet translated shows its English text rather than none.
-    QTest::newRow("no text in the user's language: the English one") << Setup([](VersionServer &v) {
+    QTest::newRow("no text in the user's language: the English one") << Setup([](VersionDirectory &v) {
         v.publish({u"42"_s});
         v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
         v.language = u"ja_JP"_s;
     }) << available << QStringList {u"42"_s} << QStringList {u"4.2|Faster saving."_s};
     // A key chosen on purpose (qjkit check-update --language-key) means that key alone.
-    QTest::newRow("a chosen key without a text: none") << Setup([](VersionServer &v) {
+    QTest::newRow("a chosen key without a text: none") << Setup([](VersionDirectory &v) {
         v.publish({u"42"_s});
         v.addRecord(u"42"_s, u"4.2"_s, u"Faster saving."_s);
         v.descriptionKey = u"ja"_s;
     }) << available << QStringList {u"42"_s} << QStringList {u"4.2|"_s};
     QTest::newRow("a silent record leaves its texts empty")
-        << Setup([](VersionServer &v) {
+        << Setup([](VersionDirectory &v) {
                v.publishStandardDirectory();
-               v.server.setBehaviour(u"/43.plist"_s, HttpServer::Silent);
+               v.server.setBehaviour(u"/43.plist"_s, VersionServer::Silent);
            })
         << available << QStringList {u"4a"_s, u"43"_s, u"42"_s}
         << QStringList {u"5.0|A new look."_s, u"|"_s, u"4.2|Faster saving."_s};
@@ -227,7 +236,7 @@ void TestQJUpdateChecker::checkAgainstServer()
     QFETCH(int, status);
     QFETCH(QStringList, keys);
     QFETCH(QStringList, texts);
-    VersionServer v;
+    VersionDirectory v;
     setup(v);
     if (!v.language.isEmpty())
         QLocale::setDefault(QLocale(v.language)); // read when the checker is made
@@ -243,30 +252,30 @@ void TestQJUpdateChecker::checkAgainstServer()
         actualTexts << record.version + u'|' + record.description;
     QCOMPARE(actualTexts, texts);
     for (const QString &request : v.server.requests()) {
-        QVERIFY2(request.startsWith(VersionServer::directoryPath()), qPrintable(request));
+        QVERIFY2(request.startsWith(VersionDirectory::directoryPath()), qPrintable(request));
         QVERIFY2(!request.contains(u"/../"_s), qPrintable(request));
     }
-    QVERIFY(result.directory.toString().endsWith(VersionServer::directoryPath()));
+    QVERIFY(result.directory.toString().endsWith(VersionDirectory::directoryPath()));
 }
 
 void TestQJUpdateChecker::hostileServerEndsTheCheck_data()
 {
     QTest::addColumn<int>("behaviour");
-    QTest::newRow("silent") << int(HttpServer::Silent);
-    QTest::newRow("endless answer") << int(HttpServer::Endless);
-    QTest::newRow("trickling answer") << int(HttpServer::Trickle);
-    QTest::newRow("header lines without end") << int(HttpServer::HugeHeaders);
-    QTest::newRow("redirect loop") << int(HttpServer::RedirectLoop);
-    QTest::newRow("redirect to another host") << int(HttpServer::RedirectToOtherHost);
-    QTest::newRow("not found") << int(HttpServer::NotFound);
+    QTest::newRow("silent") << int(VersionServer::Silent);
+    QTest::newRow("endless answer") << int(VersionServer::Endless);
+    QTest::newRow("trickling answer") << int(VersionServer::Trickle);
+    QTest::newRow("header lines without end") << int(VersionServer::HugeHeaders);
+    QTest::newRow("redirect loop") << int(VersionServer::RedirectLoop);
+    QTest::newRow("redirect to another host") << int(VersionServer::RedirectToOtherHost);
+    QTest::newRow("not found") << int(VersionServer::NotFound);
 }
 
 void TestQJUpdateChecker::hostileServerEndsTheCheck()
 {
     QFETCH(int, behaviour);
-    VersionServer v;
+    VersionDirectory v;
     v.publishStandardDirectory();
-    v.server.setBehaviour(u"info.plist"_s, HttpServer::Behaviour(behaviour));
+    v.server.setBehaviour(u"info.plist"_s, VersionServer::Behaviour(behaviour));
     const QJUpdateCheckResult result = runCheck(v, 700);
     QCOMPARE(result.status, QJUpdateCheckResult::NoUpdate);
     QVERIFY(result.records.isEmpty());
@@ -275,7 +284,7 @@ void TestQJUpdateChecker::hostileServerEndsTheCheck()
     QVERIFY(!v.server.hosts().contains(u"localhost:%1"_s.arg(v.server.port())));
     for (const QString &request : v.server.requests())
         QVERIFY2(request.endsWith(u"info.plist"_s), qPrintable(request));
-    if (behaviour == HttpServer::RedirectLoop)
+    if (behaviour == VersionServer::RedirectLoop)
         QCOMPARE(v.server.requests().size(), 1 + 5); // the request and five redirects
 }
 
@@ -303,7 +312,7 @@ void TestQJUpdateChecker::unreachableServer()
     QFETCH(bool, reachable);
     QFETCH(int, status);
     QFETCH(QString, reason);
-    VersionServer v;
+    VersionDirectory v;
     v.publishStandardDirectory();
     const QJUpdateCheckResult result = runCheck(v, 3000, u"41"_s, [&](QJUpdateChecker &checker) {
         if (!base.isEmpty())
@@ -321,7 +330,7 @@ void TestQJUpdateChecker::unreachableServer()
 
 void TestQJUpdateChecker::thousandsOfVersions()
 {
-    VersionServer v;
+    VersionDirectory v;
     // Mixed shapes: numbers, hexadecimal-looking, case variants, separators, non-ASCII.
     const QStringList shapes {u"%1"_s, u"%1.0b7"_s, u"Beta%1"_s, u"beta%1/x"_s, u"ß%1"_s, u"%1_aaaa"_s};
     QStringList keys;
@@ -380,7 +389,7 @@ void TestQJUpdateChecker::commandLine()
     QFETCH(int, exitCode);
     QFETCH(QByteArray, out);
     QFETCH(QByteArray, err);
-    VersionServer v;
+    VersionDirectory v;
     v.publishStandardDirectory();
     arguments.replaceInStrings(QRegularExpression(u"^@$"_s), v.server.baseUrl().toString());
     const QJTest::ToolResult result = QJTest::runTool(arguments);

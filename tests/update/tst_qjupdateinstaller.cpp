@@ -5,7 +5,7 @@
 #include "QJPropertyListSerialization.h"
 #include "QJUpdateInstaller.h"
 #include "QJUpdateSignature.h"
-#include "httpserver.h"
+#include "VersionServer.h"
 #include "qjscratchfs.h"
 #include "qjtestsupport.h"
 
@@ -101,13 +101,13 @@ class TestQJUpdateInstaller : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
-    std::unique_ptr<HttpServer> m_server;
+    std::unique_ptr<VersionServer> m_server;
     QString m_keys; // folder of the key pairs
     QString m_installRoot; // holds only the install folder "app"
     QString m_install;
     QStringList m_oldVersion;
 
-    QString versions() const { return m_dir.filePath(u"srv/AppServices/Versions/testwriter"_s); }
+    QString versions() const { return m_dir.filePath(u"srv/testwriter"_s); }
     QString publicKey(const QString &name = u"good"_s) const
     {
         return QString::fromUtf8(QJTest::readFile(m_keys + u'/' + name + u".pub"_s));
@@ -183,7 +183,8 @@ private Q_SLOTS:
                 run(u"minisign"_s, {u"-G"_s, u"-W"_s, u"-p"_s, name + u".pub"_s, u"-s"_s, name + u".sec"_s}, m_keys),
                 "the signing tool cannot make a key pair");
         }
-        m_server = std::make_unique<HttpServer>(m_dir.filePath(u"srv"_s));
+        m_server = std::make_unique<VersionServer>(m_dir.filePath(u"srv"_s));
+        QVERIFY(m_server->listen());
     }
 
     void init()
@@ -347,7 +348,7 @@ private Q_SLOTS:
             QVERIFY(QJTest::writeFile(published, bytes));
         }
         m_server->setBehaviour(
-            QFileInfo(package).fileName(), fault == CutShort ? HttpServer::CutShort : HttpServer::Serve);
+            QFileInfo(package).fileName(), fault == CutShort ? VersionServer::CutShort : VersionServer::Serve);
 
         QObject parent;
         QJUpdateInstaller *installer = makeInstaller(&parent);

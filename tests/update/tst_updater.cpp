@@ -2,7 +2,7 @@
 // The Updater program as a host starts it: it waits for the host, installs, starts the new version
 // and puts the old one back when the new one fails at start.
 #include "QJPropertyListSerialization.h"
-#include "httpserver.h"
+#include "VersionServer.h"
 #include "qjtestsupport.h"
 
 #include <QDir>
@@ -37,7 +37,7 @@ class TestUpdater : public QObject
         QVERIFY(QJTest::writeFile(stage + u"/app"_s,
             "#!/bin/sh\necho started 4.2 >> '" + log.toUtf8() + "'\nexit " + QByteArray::number(status) + "\n"));
         QFile::setPermissions(stage + u"/app"_s, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        const QString versions = m_dir.filePath(u"srv/AppServices/Versions/testwriter"_s);
+        const QString versions = m_dir.filePath(u"srv/testwriter"_s);
         QVERIFY(QDir().mkpath(versions));
         const QString package = versions + u"/app.tar.gz"_s;
         QVERIFY(run(u"tar"_s, {u"-czf"_s, package, u"-C"_s, stage, u"."_s}));
@@ -86,7 +86,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, installed);
         QFETCH(QByteArray, started);
         publish(newStatus, packaged);
-        HttpServer server(m_dir.filePath(u"srv"_s));
+        VersionServer server(m_dir.filePath(u"srv"_s));
+        QVERIFY(server.listen());
         const QString log = m_dir.filePath(u"started.log"_s);
         QFile::remove(log);
         const QString install = m_dir.filePath(u"install"_s);

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
-// A version directory in a temporary folder, served by HttpServer: an index and one record per
-// version, for the application "Test Writer" (directory "testwriter").
+// A version directory in a temporary folder, served by the demo's VersionServer: an index and one
+// record per version, for the application "Test Writer" (directory "testwriter").
 
 #include "QJPropertyListSerialization.h"
-#include "httpserver.h"
+#include "VersionServer.h"
 #include "qjtestsupport.h"
 
 #include <QTemporaryDir>
 #include <QTest>
 
-class VersionServer
+class VersionDirectory
 {
 public:
-    VersionServer() : server(folder.path()) { }
+    VersionDirectory() : server(folder.path()) { QVERIFY2(server.listen(), qPrintable(server.errorString())); }
 
     /** The directory's path as the server receives it. */
     static QString directoryPath() { return QStringLiteral("/AppServices/Versions/testwriter/"); }
@@ -22,7 +22,7 @@ public:
     /** Writes @p bytes at @p relative below the version directory. */
     void writeFile(const QString &relative, const QByteArray &bytes)
     {
-        QVERIFY(QJTest::writeFile(folder.path() + directoryPath() + relative, bytes));
+        QVERIFY(QJTest::writeFile(folder.path() + QStringLiteral("/testwriter/") + relative, bytes));
     }
 
     /** Publishes @p keys in the index. */
@@ -55,7 +55,7 @@ public:
     }
 
     QTemporaryDir folder;
-    HttpServer server;
+    VersionServer server;
     QString installed = QStringLiteral("41"); // the build a check runs as
     QString language; // the user's language (a locale name); empty: the test's own
     QString descriptionKey; // a record key chosen with setDescriptionKey(); empty: the language's
