@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "cli.h"
+#include "measure.h"
 
 #include "QJValue.h"
 #include "qjkitversion.h"
@@ -12,6 +13,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QLibrary>
 #include <QStringDecoder>
 
 #include <algorithm>
@@ -378,6 +380,23 @@ void printError(const QString &message)
 {
     const QByteArray bytes = u"qjkit: %1\n"_s.arg(message).toUtf8();
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
+}
+
+const MeasureModule &measureModule()
+{
+    static const MeasureModule *module = [] {
+        // Beside the tool in the build tree, in its own folder of the library folder once installed.
+        const QString tool = QFileInfo(u"/proc/self/exe"_s).canonicalPath();
+        for (const QString &folder : {tool, tool + u"/" QJKIT_MEASURE_MODULE_DIR ""_s}) {
+            QLibrary library(folder + u"/qjkit-measure"_s);
+            if (const auto get = reinterpret_cast<const MeasureModule *(*)()>(library.resolve("qjkitMeasureModule")))
+                return get();
+        }
+        return static_cast<const MeasureModule *>(nullptr);
+    }();
+    if (!module)
+        throw UsageError(u"the text-measuring part of qjkit (qjkit-measure) cannot be loaded"_s);
+    return *module;
 }
 
 const Command *findCommand(const QStringList &words, qsizetype *used)

@@ -7,9 +7,7 @@
 #include "NaturalStringComparison.h"
 #include "QJStringCounting.h"
 #include "StringWebExtensions.h"
-#ifdef QJKIT_HAVE_GUI
-#include "StringSizingWidgets.h"
-#endif
+#include "measure.h"
 
 #include <QFile>
 #include <QJsonObject>
@@ -294,10 +292,7 @@ const Cli::Registrar fit({
             const float width = args.value(u"--width"_s).toFloat(&ok);
             if (!ok || !std::isfinite(width))
                 throw Cli::UsageError(u"option --width needs a number, not \"%1\""_s.arg(args.value(u"--width"_s)));
-            const QString text = args.at(0);
-            Cli::printLine(args.flag(u"--keep-start"_s)
-                    ? StringSizing::stringAdjustedToSize(text, QSizeF(width, 0), StringSizing::smallSystemFont())
-                    : StringSizing::shortenedStringWithSize(text, width));
+            Cli::printLine(Cli::measureModule().fit(args.at(0), width, args.flag(u"--keep-start"_s)));
             return 0;
         },
     .details = u"The small system font is the general system font at 11 pixels; widths are in its units. Works "

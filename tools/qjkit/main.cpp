@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "cli.h"
+#include "measure.h"
 
 #include <QCoreApplication>
-#ifdef QJKIT_HAVE_GUI
-#include <QGuiApplication>
-#endif
 
 #include <memory>
 
@@ -28,19 +26,17 @@ int main(int argc, char **argv)
     for (int i = 1; i < argc; ++i)
         words.append(QString::fromLocal8Bit(argv[i]));
     qsizetype used = 0;
-    [[maybe_unused]] const Cli::Command *command = Cli::findCommand(words, &used);
+    const Cli::Command *command = Cli::findCommand(words, &used);
 
     qtHandler = qInstallMessageHandler(messageHandler);
     std::unique_ptr<QCoreApplication> app;
-#ifdef QJKIT_HAVE_GUI
     if (command && command->needsGui) {
-        // Text measuring needs fonts, not a screen.
-        if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-            && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-            qputenv("QT_QPA_PLATFORM", "offscreen");
-        app = std::make_unique<QGuiApplication>(argc, argv);
+        try {
+            app.reset(Cli::measureModule().application(argc, argv));
+        } catch (const Cli::UsageError &) {
+            // Reported when the command runs.
+        }
     }
-#endif
     if (!app)
         app = std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qjkit"));
