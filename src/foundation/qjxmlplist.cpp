@@ -8,6 +8,10 @@
 #include <QXmlStreamReader>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -242,7 +246,87 @@ QByteArray QJPlist::writeXml(const QJValue &plist, QString *error)
 }
 
 // ---------------------------------------------------------------------------------------------
-// Reading
+// Reading: the text of leaf elements, for both readers
+
+QJValue QJPlist::integerFromText(const QString &text, QString *error)
+{
+    const QString t = text.trimmed();
+    const bool negative = t.startsWith(u'-');
+    QStringView body = QStringView(t).mid(negative || t.startsWith(u'+') ? 1 : 0);
+    int base = 10;
+    if (body.startsWith(u"0x"_s, Qt::CaseInsensitive)) {
+        base = 16;
+        body = body.mid(2);
+    }
+    bool ok = !body.isEmpty() && body.front().isLetterOrNumber();
+    const quint64 magnitude = ok ? body.toULongLong(&ok, base) : 0;
+    if (ok && !negative)
+        return magnitude;
+    if (ok && magnitude <= quint64(std::numeric_limits<qint64>::max()) + 1)
+        return qint64(0 - magnitude);
+    *error = u"\"%1\" is not an integer in range"_s.arg(t.left(40));
+    return QJValue();
+}
+
+QJValue QJPlist::realFromText(const QString &text, QString *error)
+{
+    const QString t = text.trimmed().toLower();
+    if (t == u"nan")
+        return std::numeric_limits<double>::quiet_NaN();
+    if (t == u"inf" || t == u"+inf" || t == u"infinity" || t == u"+infinity")
+        return std::numeric_limits<double>::infinity();
+    if (t == u"-inf" || t == u"-infinity")
+        return -std::numeric_limits<double>::infinity();
+    bool ok = false;
+    const double v = t.toDouble(&ok);
+    if (!ok) {
+        *error = u"\"%1\" is not a real number"_s.arg(t.left(40));
+        return QJValue();
+    }
+    return v;
+}
+
+QJValue QJPlist::dateFromText(const QString &text, QString *error)
+{
+    // ISO 8601 in UTC; later parts may be left out ("2024", "2024-05-01", ...).
+    static const QRegularExpression pattern(
+        u"^(\\d{4})(?:-(\\d\\d)(?:-(\\d\\d)(?:T(\\d\\d)(?::(\\d\\d)(?::(\\d\\d)(?:\\.(\\d{1,9}))?)?)?)?)?)?Z$"_s);
+    const auto m = pattern.match(text.trimmed());
+    if (!m.hasMatch()) {
+        *error = u"\"%1\" is not an ISO 8601 date in UTC"_s.arg(text.trimmed().left(40));
+        return QJValue();
+    }
+    auto field = [&](int i, int fallback) { return m.capturedLength(i) ? m.captured(i).toInt() : fallback; };
+    const QDate date(field(1, 1), field(2, 1), field(3, 1));
+    int msec = 0;
+    if (m.capturedLength(7))
+        msec = QString(m.captured(7) + u"00"_s).left(3).toInt();
+    const QTime time(field(4, 0), field(5, 0), field(6, 0), msec);
+    if (!date.isValid() || !time.isValid()) {
+        *error = u"\"%1\" is not a valid date"_s.arg(text.trimmed());
+        return QJValue();
+    }
+    return QDateTime(date, time, Qt::UTC);
+}
+
+QJValue QJPlist::dataFromText(const QString &text, QString *error)
+{
+    QByteArray compact;
+    compact.reserve(text.size());
+    for (QChar c : text) {
+        if (!c.isSpace())
+            compact += char(c.unicode() < 0x80 ? c.unicode() : '!');
+    }
+    auto decoded = QByteArray::fromBase64Encoding(compact, QByteArray::AbortOnBase64DecodingErrors);
+    if (!decoded) {
+        *error = u"the <data> element holds invalid base64"_s;
+        return QJValue();
+    }
+    return *decoded;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reading: the general reader, for any well-formed XML and for the reason a document is refused
 
 namespace
 {
@@ -349,84 +433,15 @@ private:
         return true;
     }
 
-    QJValue readInteger()
+    // Reads the text of a leaf element and converts it; a conversion that fails gives its reason.
+    QJValue readLeaf(QJValue (*convert)(const QString &, QString *))
     {
         QString text;
         if (!leafText(&text))
             return QJValue();
-        const QString t = text.trimmed();
-        const bool negative = t.startsWith(u'-');
-        QStringView body = QStringView(t).mid(negative || t.startsWith(u'+') ? 1 : 0);
-        int base = 10;
-        if (body.startsWith(u"0x"_s, Qt::CaseInsensitive)) {
-            base = 16;
-            body = body.mid(2);
-        }
-        bool ok = !body.isEmpty() && body.front().isLetterOrNumber();
-        const quint64 magnitude = ok ? body.toULongLong(&ok, base) : 0;
-        if (ok && !negative)
-            return magnitude;
-        if (ok && magnitude <= quint64(std::numeric_limits<qint64>::max()) + 1)
-            return qint64(0 - magnitude);
-        return fail(u"\"%1\" is not an integer in range"_s.arg(t.left(40)));
-    }
-
-    QJValue readReal()
-    {
-        QString text;
-        if (!leafText(&text))
-            return QJValue();
-        const QString t = text.trimmed().toLower();
-        if (t == u"nan")
-            return std::numeric_limits<double>::quiet_NaN();
-        if (t == u"inf" || t == u"+inf" || t == u"infinity" || t == u"+infinity")
-            return std::numeric_limits<double>::infinity();
-        if (t == u"-inf" || t == u"-infinity")
-            return -std::numeric_limits<double>::infinity();
-        bool ok = false;
-        const double v = t.toDouble(&ok);
-        if (!ok)
-            return fail(u"\"%1\" is not a real number"_s.arg(t.left(40)));
-        return v;
-    }
-
-    QJValue readDate()
-    {
-        QString text;
-        if (!leafText(&text))
-            return QJValue();
-        // ISO 8601 in UTC; later parts may be left out ("2024", "2024-05-01", ...).
-        static const QRegularExpression pattern(
-            u"^(\\d{4})(?:-(\\d\\d)(?:-(\\d\\d)(?:T(\\d\\d)(?::(\\d\\d)(?::(\\d\\d)(?:\\.(\\d{1,9}))?)?)?)?)?)?Z$"_s);
-        const auto m = pattern.match(text.trimmed());
-        if (!m.hasMatch())
-            return fail(u"\"%1\" is not an ISO 8601 date in UTC"_s.arg(text.trimmed().left(40)));
-        auto field = [&](int i, int fallback) { return m.capturedLength(i) ? m.captured(i).toInt() : fallback; };
-        const QDate date(field(1, 1), field(2, 1), field(3, 1));
-        int msec = 0;
-        if (m.capturedLength(7))
-            msec = QString(m.captured(7) + u"00"_s).left(3).toInt();
-        const QTime time(field(4, 0), field(5, 0), field(6, 0), msec);
-        if (!date.isValid() || !time.isValid())
-            return fail(u"\"%1\" is not a valid date"_s.arg(text.trimmed()));
-        return QDateTime(date, time, Qt::UTC);
-    }
-
-    QJValue readData()
-    {
-        QString text;
-        if (!leafText(&text))
-            return QJValue();
-        QByteArray compact;
-        compact.reserve(text.size());
-        for (QChar c : std::as_const(text)) {
-            if (!c.isSpace())
-                compact += char(c.unicode() < 0x80 ? c.unicode() : '!');
-        }
-        auto decoded = QByteArray::fromBase64Encoding(compact, QByteArray::AbortOnBase64DecodingErrors);
-        if (!decoded)
-            return fail(u"the <data> element holds invalid base64"_s);
-        return *decoded;
+        QString reason;
+        QJValue value = convert(text, &reason);
+        return value.isNone() ? fail(reason) : value;
     }
 
     QJValue readBoolean(bool value)
@@ -498,17 +513,17 @@ private:
             return name == u"dict" ? readDictionary(depth) : readArray(depth);
         }
         if (name == u"integer")
-            return readInteger();
+            return readLeaf(QJPlist::integerFromText);
         if (name == u"real")
-            return readReal();
+            return readLeaf(QJPlist::realFromText);
         if (name == u"true")
             return readBoolean(true);
         if (name == u"false")
             return readBoolean(false);
         if (name == u"date")
-            return readDate();
+            return readLeaf(QJPlist::dateFromText);
         if (name == u"data")
-            return readData();
+            return readLeaf(QJPlist::dataFromText);
         if (name == u"key")
             return fail(u"<key> outside a dictionary"_s);
         return fail(u"unknown element <%1>"_s.arg(name.left(40)));
@@ -521,8 +536,16 @@ private:
 };
 } // namespace
 
-QJValue QJPlist::readXml(const QByteArray &data, QJMutability mutability, QString *error)
+QJValue QJPlist::readXmlGeneral(const QByteArray &data, QJMutability mutability, QString *error)
 {
     XmlReader reader(data, mutability);
     return reader.read(error);
+}
+
+QJValue QJPlist::readXml(const QByteArray &data, QJMutability mutability, QString *error, const Progress &progress)
+{
+    QJValue plist;
+    if (readXmlSubset(data, mutability, &plist, progress))
+        return plist;
+    return readXmlGeneral(data, mutability, error);
 }
