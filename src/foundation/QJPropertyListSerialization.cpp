@@ -78,7 +78,7 @@ QByteArray QJPropertyListSerialization::dataFromPropertyList(const QJValue &plis
 
 bool QJPropertyListSerialization::propertyListIsValidForFormat(const QJValue &plist, Format format)
 {
-    return format == XmlFormat_v1_0 && !QJPlist::writeXml(plist, nullptr).isEmpty();
+    return format == XmlFormat_v1_0 && QJPlist::isWritableAsXml(plist);
 }
 
 QJValue QJPropertyListSerialization::propertyListFromData(
@@ -125,23 +125,35 @@ QJValue QJPropertyListSerialization::propertyListFromFile(
     return data ? propertyListFromData(*data, mutability, format, errorString) : QJValue();
 }
 
+bool QJPropertyListSerialization::writePropertyList(
+    const QJValue &plist, const std::function<bool(QByteArrayView)> &write, QString *errorString)
+{
+    return QJPlist::writeXml(plist, write, errorString);
+}
+
 bool QJPropertyListSerialization::writePropertyListToFile(
     const QJValue &plist, const QString &path, bool atomically, QString *errorString)
 {
-    const QByteArray data = dataFromPropertyList(plist, XmlFormat_v1_0, errorString);
-    if (data.isEmpty())
-        return false;
-    if (atomically) {
-        QSaveFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
-            setError(errorString, file.errorString());
-            return false;
-        }
-        return true;
-    }
+    // The file is opened with the first piece: a list that cannot be written leaves it alone.
+    QSaveFile saveFile(path);
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(data) != data.size() || !file.flush()) {
-        setError(errorString, file.errorString());
+    QFileDevice &device = atomically ? static_cast<QFileDevice &>(saveFile) : file;
+    bool failed = false;
+    const auto write = [&](QByteArrayView piece) {
+        if (!device.isOpen()
+            && !device.open(atomically ? QIODevice::WriteOnly : QIODevice::WriteOnly | QIODevice::Truncate))
+            failed = true;
+        else if (device.write(piece.data(), piece.size()) != piece.size())
+            failed = true;
+        return !failed;
+    };
+    if (!QJPlist::writeXml(plist, write, errorString)) {
+        if (failed)
+            setError(errorString, device.errorString());
+        return false;
+    }
+    if (atomically ? !saveFile.commit() : !file.flush()) {
+        setError(errorString, device.errorString());
         return false;
     }
     return true;

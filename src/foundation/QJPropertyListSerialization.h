@@ -5,7 +5,10 @@
 #include "qjkitcore_export.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
+
+#include <functional>
 
 /**
  * Reads and writes property lists.
@@ -50,6 +53,14 @@ public:
      */
     static QByteArray dataFromPropertyList(
         const QJValue &plist, Format format = XmlFormat_v1_0, QString *errorString = nullptr);
+
+    /**
+     * Writes @p plist in the XML format to @p write, a piece at a time as it is made, so that a large
+     * list is never held whole in memory. Nothing is written when @p plist cannot be written (see
+     * dataFromPropertyList()); @p write answers false to stop. @return whether all of it was written.
+     */
+    static bool writePropertyList(
+        const QJValue &plist, const std::function<bool(QByteArrayView)> &write, QString *errorString = nullptr);
 
     /**
      * Parses @p data in any readable format; containers are made with @p mutability.

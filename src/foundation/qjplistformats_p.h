@@ -12,10 +12,15 @@
 // The individual property-list formats behind QJPropertyListSerialization.
 namespace QJPlist
 {
+// Takes the next piece of a text being written; false stops the writing.
+using Sink = std::function<bool(QByteArrayView)>;
 // Called by a reader with how far into its data it has come, so that the pages before may be let go.
 using Progress = std::function<void(qsizetype)>;
 
 QByteArray writeXml(const QJValue &plist, QString *error);
+// Writes in pieces; nothing reaches the sink when the list cannot be written.
+bool writeXml(const QJValue &plist, const Sink &sink, QString *error);
+bool isWritableAsXml(const QJValue &plist);
 // Reads an XML property list: with readXmlSubset() when it can, else with readXmlGeneral().
 QJValue readXml(const QByteArray &data, QJMutability mutability, QString *error, const Progress &progress = {});
 // Reads the documents that keep to the subset of XML that property lists use, straight from the
