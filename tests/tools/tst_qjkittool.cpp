@@ -26,6 +26,7 @@ private Q_SLOTS:
 private:
     QTemporaryDir m_dir;
     QString m_settings;
+    QString m_large; // a sparse file one byte over the input limit
 };
 
 void TestQJKitTool::initTestCase()
@@ -37,6 +38,8 @@ void TestQJKitTool::initTestCase()
         {u"blob"_s, QByteArray("hi")},
         {u"files"_s, QJArray {QJDictionary {{u"n"_s, u"a"_s}}, QJDictionary {{u"n"_s, u"b"_s}}}}};
     QVERIFY(QJPropertyListSerialization::writePropertyListToFile(settings, m_settings, true));
+    m_large = m_dir.filePath(u"large.plist"_s);
+    QVERIFY(QJTest::makeSparseFile(m_large, QJPropertyListSerialization::MaximumSize + 1));
 }
 
 void TestQJKitTool::conventions_data()
@@ -90,6 +93,10 @@ void TestQJKitTool::conventions_data()
     // Input without end stops at the limit, from a pipe and from a device named as the file.
     QTest::newRow("endless input") << QStringList {u"plist"_s, u"convert"_s} << u"< /dev/zero"_s << 2 << QByteArray()
                                    << QByteArray("qjkit: standard input: larger than 268435456 bytes");
+    // A regular file says its size: refused unread, in the tool's words.
+    QTest::newRow("file over the limit") << QStringList {u"plist"_s, u"convert"_s, m_large} << QString() << 2
+                                         << QByteArray()
+                                         << QByteArray("qjkit: " + m_large.toUtf8() + ": larger than 268435456 bytes");
     QTest::newRow("endless file") << QStringList {u"plist"_s, u"convert"_s, u"/dev/zero"_s} << QString() << 2
                                   << QByteArray() << QByteArray("qjkit: /dev/zero: larger than 268435456 bytes");
     // A message names the character it stumbled on, not its code.
@@ -173,6 +180,18 @@ void TestQJKitTool::plistConvertWritesXml()
     QCOMPARE(result.exitCode, 2);
     QVERIFY2(result.err.startsWith("qjkit: standard input: the key \"k\" has no value"), result.err.constData());
     QVERIFY(result.out.isEmpty());
+    // A regular file is read through the library's own reading of files: the same reason, with its position.
+    const QByteArray broken = "<plist><dict><key>k</key><string>v</dict></plist>";
+    QString reason;
+    QVERIFY(
+        QJPropertyListSerialization::propertyListFromData(broken, QJMutability::Immutable, nullptr, &reason).isNone());
+    const QString brokenFile = m_dir.filePath(u"broken.plist"_s);
+    QFile file(brokenFile);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(broken) == broken.size());
+    file.close();
+    result = runTool({u"plist"_s, u"convert"_s, brokenFile});
+    QCOMPARE(result.exitCode, 2);
+    QCOMPARE(result.err, u"qjkit: %1: %2\n"_s.arg(brokenFile, reason).toUtf8());
     result = runTool({u"plist"_s, u"get"_s, u"missing"_s, m_settings});
     QCOMPARE(result.exitCode, 1);
     QVERIFY(result.out.isEmpty());
