@@ -24,7 +24,8 @@
  * reference one object from several places; it is refused when its objects, a shared container
  * counted once per reference, outnumber the larger of 2^20 and twice its size in bytes, so that
  * whatever is read can also be walked, compared and written out in bounded time and memory.
- * Files are read in blocks, so memory grows with the file, never with the limit.
+ * A regular file is mapped, and the XML reader lets go of the pages it has read; other files are
+ * read in blocks. Either way memory grows with the file, never with the limit.
  *
  * @code
  * QString error;
