@@ -10,6 +10,7 @@
 
 #include <QDateTime>
 #include <QHash>
+#include <QStringDecoder>
 
 #include <array>
 #include <charconv>
@@ -145,6 +146,17 @@ void appendUtf8(QByteArray &out, char32_t c)
     }
 }
 
+// The text of valid UTF-8. QString::fromUtf8() drops a byte-order mark that starts its input; in an
+// element's text it is a character like any other.
+QString fromUtf8(QByteArrayView utf8)
+{
+    if (!utf8.startsWith("\xEF\xBB\xBF"))
+        return QString::fromUtf8(utf8);
+    QStringDecoder decoder(
+        QStringDecoder::Utf8, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+    return decoder.decode(utf8);
+}
+
 // Short strings recur in property lists (every key of every record, enumerations, words): one
 // QString each, shared. A table indexed by hash keeps the latest string of each slot.
 class StringTable
@@ -155,7 +167,7 @@ public:
     QString string(QByteArrayView utf8)
     {
         if (utf8.size() > MaximumSize)
-            return QString::fromUtf8(utf8);
+            return fromUtf8(utf8);
         quint32 hash = 2166136261u;
         for (char c : utf8)
             hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
@@ -163,7 +175,7 @@ public:
         if (slot.size == utf8.size() && !slot.string.isNull()
             && std::memcmp(slot.bytes, utf8.data(), std::size_t(utf8.size())) == 0)
             return slot.string;
-        slot.string = QString::fromUtf8(utf8);
+        slot.string = fromUtf8(utf8);
         slot.size = utf8.size();
         std::memcpy(slot.bytes, utf8.data(), std::size_t(utf8.size()));
         return slot.string;
@@ -656,7 +668,7 @@ private:
             }
         }
         QString reason;
-        return QJPlist::integerFromText(QString::fromUtf8(text), &reason);
+        return QJPlist::integerFromText(fromUtf8(text), &reason);
     }
 
     static QJValue real(QByteArrayView text)
@@ -694,7 +706,7 @@ private:
                 return v;
         }
         QString reason;
-        return QJPlist::realFromText(QString::fromUtf8(text), &reason);
+        return QJPlist::realFromText(fromUtf8(text), &reason);
     }
 
     static QJValue date(QByteArrayView text)
@@ -720,7 +732,7 @@ private:
             }
         }
         QString reason;
-        return QJPlist::dateFromText(QString::fromUtf8(text), &reason);
+        return QJPlist::dateFromText(fromUtf8(text), &reason);
     }
 
     QJValue data(QByteArrayView text)
@@ -729,7 +741,7 @@ private:
         for (char c : text) {
             if (static_cast<unsigned char>(c) >= 0x80) {
                 QString reason;
-                return QJPlist::dataFromText(QString::fromUtf8(text), &reason);
+                return QJPlist::dataFromText(fromUtf8(text), &reason);
             }
             if (!isAsciiSpace(c))
                 m_base64 += c;
@@ -741,7 +753,7 @@ private:
     static bool blank(QByteArrayView text)
     {
         QByteArrayView t;
-        return trimmedAscii(text, &t) ? t.isEmpty() : QString::fromUtf8(text).trimmed().isEmpty();
+        return trimmedAscii(text, &t) ? t.isEmpty() : fromUtf8(text).trimmed().isEmpty();
     }
 
     // The value of an element whose start tag has been read; nested containers one level deeper.

@@ -236,6 +236,15 @@ void TestQJPropertyList::subsetReaderReadsAsTheGeneralReader_data()
     QTest::newRow("line ends") << wrap("<string>a\r\nb\rc<![CDATA[\r\n]]>&#13;</string>") << true;
     // The five entities, references in decimal and hex, and text beyond ASCII.
     QTest::newRow("references") << wrap("<string>&lt;&gt;&amp;&apos;&quot;&#65;&#x1F600;\xc3\xa9</string>") << true;
+    // A byte-order mark that starts a text is a character of it, not a mark to drop.
+    QTest::newRow("byte-order mark in text") << wrap("<array><string>\xef\xbb\xbf"
+                                                     "a</string>"
+                                                     "<integer>\xef\xbb\xbf"
+                                                     "5</integer></array>")
+                                             << false;
+    QTest::newRow("byte-order mark in a string") << wrap("<string>\xef\xbb\xbf\xef\xbb\xbf"
+                                                         "a</string>")
+                                                 << true;
     // Comments, processing instructions and CDATA inside a leaf; markup kept inside CDATA.
     QTest::newRow("inside a leaf") << wrap("<string>a<?p x?><![CDATA[<x>]]><!-- c -->b</string>") << true;
     // White space, comments and instructions between elements, before and after the root.
