@@ -166,7 +166,7 @@ public:
 
     QString string(QByteArrayView utf8)
     {
-        if (utf8.size() > MaximumSize)
+        if (utf8.isEmpty() || utf8.size() > MaximumSize)
             return fromUtf8(utf8);
         quint32 hash = 2166136261u;
         for (char c : utf8)
