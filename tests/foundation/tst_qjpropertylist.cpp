@@ -251,6 +251,8 @@ void TestQJPropertyList::subsetReaderReadsAsTheGeneralReader_data()
     QTest::newRow("between elements") << QByteArray("\xEF\xBB\xBF<!-- a --><?p?>\n<plist version='1.0'>\r\n"
                                                     "<!-- b --><array> <true/>\t<false /></array>\n</plist>\n<?q?>")
                                       << true;
+    // Empty elements: an empty key and empty text.
+    QTest::newRow("empty elements") << wrap("<dict><key/><string/></dict>") << true;
     // A value without the plist element around it.
     QTest::newRow("bare root") << QByteArray("<dict><key>k</key><string>v</string></dict>") << true;
     // A key given again keeps its place and takes the later value, below and above the indexed size.
