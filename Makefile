@@ -91,7 +91,7 @@ sanitize-thread: deps
 # Side-by-side comparisons of every subsystem, the Google Benchmark programs and the growth plot, in
 # a Release build of its own; writes docs/performance.md and docs/images/scaling.png. Takes a while.
 BENCH_DIR      ?= build-bench
-BENCH_PACKAGES := libbenchmark-dev libssl-dev wdiff git python3 libplist-utils curl time gnuplot-nox
+BENCH_PACKAGES := libbenchmark-dev libssl-dev wdiff git python3 libplist-utils libplist-dev curl time gnuplot-nox
 
 bench: deps
 	@scripts/install-deps.sh $(BENCH_PACKAGES)

@@ -5,7 +5,10 @@
 #include <QFile>
 #include <QSaveFile>
 
-#include <optional>
+#ifdef Q_OS_UNIX
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
 
 using namespace Qt::StringLiterals;
 
@@ -17,28 +20,69 @@ void setError(QString *errorString, const QString &message)
         *errorString = message;
 }
 
-// Reads the whole file at path; a file whose size says it is over the limit is refused unread, and
-// one whose size says nothing (a pipe, a device) is read only up to one byte past it.
-std::optional<QByteArray> readFileWithinLimit(const QString &path, const QString &what, QString *errorString)
+// The bytes of a file no larger than the limit. A regular file is mapped, not copied: a reader
+// then lets go of the pages it has passed (they read again from the file if it needs them), so a
+// large list is not held twice, as text and as values.
+class FileBytes
 {
-    constexpr qint64 Limit = QJPropertyListSerialization::MaximumSize;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        setError(errorString, file.errorString());
-        return std::nullopt;
+public:
+    // Reads the whole file at path; a file whose size says it is over the limit is refused unread,
+    // and one whose size says nothing (a pipe, a device) is read only up to one byte past it.
+    bool read(const QString &path, const QString &what, QString *errorString)
+    {
+        constexpr qint64 Limit = QJPropertyListSerialization::MaximumSize;
+        m_file.setFileName(path);
+        if (!m_file.open(QIODevice::ReadOnly)) {
+            setError(errorString, m_file.errorString());
+            return false;
+        }
+        if (!m_file.isSequential() && m_file.size() > Limit) {
+            setError(errorString, u"the %1 is larger than %2 bytes"_s.arg(what).arg(Limit));
+            return false;
+        }
+        if (!m_file.isSequential() && m_file.size() > 0) {
+            if (uchar *mapped = m_file.map(0, m_file.size())) {
+                m_mapped = mapped;
+                data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), m_file.size());
+                return true;
+            }
+        }
+        bool ok = true;
+        data = QJPlist::readBounded(m_file, Limit, &ok);
+        if (!ok) {
+            setError(errorString, m_file.errorString());
+            return false;
+        }
+        return true; // the parsers refuse what is past the limit
     }
-    if (!file.isSequential() && file.size() > Limit) {
-        setError(errorString, u"the %1 is larger than %2 bytes"_s.arg(what).arg(Limit));
-        return std::nullopt;
+
+    // Lets go of the mapped pages before @p offset.
+    void release(qsizetype offset)
+    {
+#ifdef MADV_DONTNEED
+        static const qsizetype pageSize = qsizetype(sysconf(_SC_PAGESIZE));
+        const qsizetype end = offset / pageSize * pageSize;
+        if (m_mapped && end > m_released) {
+            madvise(m_mapped + m_released, std::size_t(end - m_released), MADV_DONTNEED);
+            m_released = end;
+        }
+#else
+        Q_UNUSED(offset);
+#endif
     }
-    bool ok = true;
-    QByteArray data = QJPlist::readBounded(file, Limit, &ok);
-    if (!ok) {
-        setError(errorString, file.errorString());
-        return std::nullopt;
+
+    QJPlist::Progress progress()
+    {
+        return m_mapped ? QJPlist::Progress([this](qsizetype offset) { release(offset); }) : QJPlist::Progress();
     }
-    return data; // the parsers refuse what is past the limit
-}
+
+    QByteArray data;
+
+private:
+    QFile m_file;
+    uchar *m_mapped = nullptr;
+    qsizetype m_released = 0;
+};
 
 bool isHexDigit(char c)
 {
@@ -78,25 +122,28 @@ QByteArray QJPropertyListSerialization::dataFromPropertyList(const QJValue &plis
 
 bool QJPropertyListSerialization::propertyListIsValidForFormat(const QJValue &plist, Format format)
 {
-    return format == XmlFormat_v1_0 && !QJPlist::writeXml(plist, nullptr).isEmpty();
+    return format == XmlFormat_v1_0 && QJPlist::isWritableAsXml(plist);
 }
 
-QJValue QJPropertyListSerialization::propertyListFromData(
-    const QByteArray &data, QJMutability mutability, Format *format, QString *errorString)
+namespace
 {
-    if (data.size() > MaximumSize) {
-        setError(errorString, u"the property list is larger than %1 bytes"_s.arg(MaximumSize));
+QJValue fromData(const QByteArray &data, QJMutability mutability, QJPropertyListSerialization::Format *format,
+    QString *errorString, const QJPlist::Progress &progress)
+{
+    using PL = QJPropertyListSerialization;
+    if (data.size() > PL::MaximumSize) {
+        setError(errorString, u"the property list is larger than %1 bytes"_s.arg(PL::MaximumSize));
         return QJValue();
     }
     if (data.startsWith("bplist")) {
         if (format)
-            *format = BinaryFormat_v1_0;
+            *format = PL::BinaryFormat_v1_0;
         return QJPlist::readBinary(data, mutability, errorString);
     }
     if (!looksLikeUtf16(data) && looksLikeXml(data)) {
         if (format)
-            *format = XmlFormat_v1_0;
-        return QJPlist::readXml(data, mutability, errorString);
+            *format = PL::XmlFormat_v1_0;
+        return QJPlist::readXml(data, mutability, errorString, progress);
     }
     QString text;
     if (!QJPlist::decodeText(data, &text)) {
@@ -109,39 +156,61 @@ QJValue QJPropertyListSerialization::propertyListFromData(
     }
     if (text.trimmed().startsWith(u"<?xml"_s)) { // XML in UTF-16
         if (format)
-            *format = XmlFormat_v1_0;
+            *format = PL::XmlFormat_v1_0;
         return QJPlist::readXml(
             text.toUtf8().replace("encoding=\"UTF-16\"", "encoding=\"UTF-8\""), mutability, errorString);
     }
     if (format)
-        *format = OpenStepFormat;
+        *format = PL::OpenStepFormat;
     return QJPlist::readOldStyle(text, mutability, /*stringsFile=*/false, errorString);
+}
+
+} // namespace
+
+QJValue QJPropertyListSerialization::propertyListFromData(
+    const QByteArray &data, QJMutability mutability, Format *format, QString *errorString)
+{
+    return fromData(data, mutability, format, errorString, {});
 }
 
 QJValue QJPropertyListSerialization::propertyListFromFile(
     const QString &path, QJMutability mutability, Format *format, QString *errorString)
 {
-    const std::optional<QByteArray> data = readFileWithinLimit(path, u"file"_s, errorString);
-    return data ? propertyListFromData(*data, mutability, format, errorString) : QJValue();
+    FileBytes file;
+    return file.read(path, u"file"_s, errorString)
+        ? fromData(file.data, mutability, format, errorString, file.progress())
+        : QJValue();
+}
+
+bool QJPropertyListSerialization::writePropertyList(
+    const QJValue &plist, const std::function<bool(QByteArrayView)> &write, QString *errorString)
+{
+    return QJPlist::writeXml(plist, write, errorString);
 }
 
 bool QJPropertyListSerialization::writePropertyListToFile(
     const QJValue &plist, const QString &path, bool atomically, QString *errorString)
 {
-    const QByteArray data = dataFromPropertyList(plist, XmlFormat_v1_0, errorString);
-    if (data.isEmpty())
-        return false;
-    if (atomically) {
-        QSaveFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
-            setError(errorString, file.errorString());
-            return false;
-        }
-        return true;
-    }
+    // The file is opened with the first piece: a list that cannot be written leaves it alone.
+    QSaveFile saveFile(path);
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(data) != data.size() || !file.flush()) {
-        setError(errorString, file.errorString());
+    QFileDevice &device = atomically ? static_cast<QFileDevice &>(saveFile) : file;
+    bool failed = false;
+    const auto write = [&](QByteArrayView piece) {
+        if (!device.isOpen()
+            && !device.open(atomically ? QIODevice::WriteOnly : QIODevice::WriteOnly | QIODevice::Truncate))
+            failed = true;
+        else if (device.write(piece.data(), piece.size()) != piece.size())
+            failed = true;
+        return !failed;
+    };
+    if (!QJPlist::writeXml(plist, write, errorString)) {
+        if (failed)
+            setError(errorString, device.errorString());
+        return false;
+    }
+    if (atomically ? !saveFile.commit() : !file.flush()) {
+        setError(errorString, device.errorString());
         return false;
     }
     return true;
@@ -173,8 +242,8 @@ QJValue QJPropertyListSerialization::stringsTableFromData(const QByteArray &data
 
 QJValue QJPropertyListSerialization::stringsTableFromFile(const QString &path, QString *errorString)
 {
-    const std::optional<QByteArray> data = readFileWithinLimit(path, u"strings table"_s, errorString);
-    return data ? stringsTableFromData(*data, errorString) : QJValue();
+    FileBytes file;
+    return file.read(path, u"strings table"_s, errorString) ? stringsTableFromData(file.data, errorString) : QJValue();
 }
 
 QByteArray QJPlist::readBounded(QIODevice &device, qint64 limit, bool *ok)

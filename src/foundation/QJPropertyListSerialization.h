@@ -5,7 +5,10 @@
 #include "qjkitcore_export.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
+
+#include <functional>
 
 /**
  * Reads and writes property lists.
@@ -21,7 +24,8 @@
  * reference one object from several places; it is refused when its objects, a shared container
  * counted once per reference, outnumber the larger of 2^20 and twice its size in bytes, so that
  * whatever is read can also be walked, compared and written out in bounded time and memory.
- * Files are read in blocks, so memory grows with the file, never with the limit.
+ * A regular file is mapped, and the XML reader lets go of the pages it has read; other files are
+ * read in blocks. Either way memory grows with the file, never with the limit.
  *
  * @code
  * QString error;
@@ -50,6 +54,14 @@ public:
      */
     static QByteArray dataFromPropertyList(
         const QJValue &plist, Format format = XmlFormat_v1_0, QString *errorString = nullptr);
+
+    /**
+     * Writes @p plist in the XML format to @p write, a piece at a time as it is made, so that a large
+     * list is never held whole in memory. Nothing is written when @p plist cannot be written (see
+     * dataFromPropertyList()); @p write answers false to stop. @return whether all of it was written.
+     */
+    static bool writePropertyList(
+        const QJValue &plist, const std::function<bool(QByteArrayView)> &write, QString *errorString = nullptr);
 
     /**
      * Parses @p data in any readable format; containers are made with @p mutability.

@@ -7,11 +7,36 @@
 #include <QIODevice>
 #include <QString>
 
+#include <functional>
+
 // The individual property-list formats behind QJPropertyListSerialization.
 namespace QJPlist
 {
+// Takes the next piece of a text being written; false stops the writing.
+using Sink = std::function<bool(QByteArrayView)>;
+// Called by a reader with how far into its data it has come, so that the pages before may be let go.
+using Progress = std::function<void(qsizetype)>;
+
 QByteArray writeXml(const QJValue &plist, QString *error);
-QJValue readXml(const QByteArray &data, QJMutability mutability, QString *error);
+// Writes in pieces; nothing reaches the sink when the list cannot be written.
+bool writeXml(const QJValue &plist, const Sink &sink, QString *error);
+bool isWritableAsXml(const QJValue &plist);
+// Reads an XML property list: with readXmlSubset() when it can, else with readXmlGeneral().
+QJValue readXml(const QByteArray &data, QJMutability mutability, QString *error, const Progress &progress = {});
+// Reads the documents that keep to the subset of XML that property lists use, straight from the
+// UTF-8 bytes: the XML declaration, a DOCTYPE without internal subset, comments, processing
+// instructions, CDATA sections, the five predefined entities and character references. Answers
+// false, giving no reason, for anything else, well-formed or not; what it accepts, the general
+// reader accepts as the same value.
+QJKITCORE_EXPORT bool readXmlSubset(
+    QByteArrayView data, QJMutability mutability, QJValue *plist, const Progress &progress = {});
+// Reads any well-formed XML document with QXmlStreamReader; a refusal says why, where.
+QJKITCORE_EXPORT QJValue readXmlGeneral(const QByteArray &data, QJMutability mutability, QString *error);
+// The value of a leaf element's text, or none with *error set to the reason; both readers use them.
+QJValue integerFromText(const QString &text, QString *error);
+QJValue realFromText(const QString &text, QString *error);
+QJValue dateFromText(const QString &text, QString *error);
+QJValue dataFromText(const QString &text, QString *error);
 QJValue readBinary(const QByteArray &data, QJMutability mutability, QString *error);
 // With stringsFile, a top level without braces is read as the entries of a dictionary.
 QJValue readOldStyle(QStringView text, QJMutability mutability, bool stringsFile, QString *error);

@@ -100,6 +100,20 @@ public:
         d->isMutable = mutability == QJMutability::Mutable;
         return QJArray(std::move(d));
     }
+    /**
+     * Makes a dictionary of @p entries, whose keys are distinct; @p index maps each key to its
+     * position when there are IndexedCount entries or more, and is ignored below.
+     */
+    static QJDictionary makeDictionary(
+        QList<QJDictionary::Entry> &&entries, QHash<QString, qsizetype> &&index, QJMutability mutability)
+    {
+        auto d = std::make_shared<QJDictionaryData>();
+        d->entries = std::move(entries);
+        if (d->entries.size() >= QJDictionaryData::IndexedCount)
+            d->index = std::move(index);
+        d->isMutable = mutability == QJMutability::Mutable;
+        return QJDictionary(std::move(d));
+    }
     static QJDictionaryData *data(const QJDictionary &dictionary) { return dictionary.d.get(); }
     /** @return the array that @p value holds, or nullptr; no handle is copied. */
     static const QJArrayData *arrayData(const QJValue &value)
@@ -114,6 +128,10 @@ public:
         return d ? d->get() : nullptr;
     }
     static QJArrayData *data(const QJArray &array) { return array.d.get(); }
+    /** @return the string that @p value holds, or nullptr; nothing is copied. */
+    static const QString *string(const QJValue &value) { return std::get_if<QString>(&value.m_data); }
+    /** @return the data that @p value holds, or nullptr; nothing is copied. */
+    static const QByteArray *bytes(const QJValue &value) { return std::get_if<QByteArray>(&value.m_data); }
     /**
      * Releases the containers nested in @p values that nothing else holds, one after another from
      * a work list, so that dropping a very deep tree does not recurse once per level.

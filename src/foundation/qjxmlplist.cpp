@@ -8,6 +8,10 @@
 #include <QXmlStreamReader>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -31,26 +35,89 @@ bool QJPlist::lessByCodePoint(const QString &a, const QString &b)
 
 namespace
 {
+// A string the writer can write: Unicode (surrogates paired), no U+FFFE or U+FFFF, and of the
+// control characters only tab, line feed and carriage return.
+bool isWritableText(QStringView text)
+{
+    const char16_t *p = text.utf16();
+    const char16_t *end = p + text.size();
+    while (p < end) {
+        const char16_t c = *p++;
+        if (c < 0x20) {
+            if (c != '\t' && c != '\n' && c != '\r')
+                return false;
+        } else if (QChar::isHighSurrogate(c)) {
+            if (p == end || !QChar::isLowSurrogate(*p))
+                return false;
+            ++p;
+        } else if (QChar::isLowSurrogate(c) || c >= 0xFFFE) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Whether XmlWriter writes @p value at @p level without refusing it; the same refusals in any order.
+bool isWritable(const QJValue &value, int level)
+{
+    switch (value.type()) {
+    case QJValue::String:
+        return isWritableText(*QJValuePrivate::string(value));
+    case QJValue::Array:
+        if (level >= QJPropertyListSerialization::MaximumDepth)
+            return false;
+        for (const QJValue &element : QJValuePrivate::arrayData(value)->values) {
+            if (!isWritable(element, level + 1))
+                return false;
+        }
+        return true;
+    case QJValue::Dictionary:
+        if (level >= QJPropertyListSerialization::MaximumDepth)
+            return false;
+        for (const auto &[key, element] : QJValuePrivate::dictionaryData(value)->entries) {
+            if (!isWritableText(key) || !isWritable(element, level + 1))
+                return false;
+        }
+        return true;
+    case QJValue::None:
+    case QJValue::Object:
+        return false;
+    default:
+        return true;
+    }
+}
+
 class XmlWriter
 {
 public:
-    explicit XmlWriter(QString *error) : m_error(error) { }
+    // With a sink, the text goes out in pieces of about PieceSize bytes as it is made.
+    explicit XmlWriter(QString *error, const QJPlist::Sink *sink = nullptr) : m_error(error), m_sink(sink)
+    {
+        if (m_sink)
+            m_buffer.resize(PieceSize);
+    }
 
     bool writeDocument(const QJValue &plist)
     {
-        m_out += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                 "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-                 "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-                 "<plist version=\"1.0\">\n";
+        append("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+               "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+               "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+               "<plist version=\"1.0\">\n");
         if (!write(plist, 0))
             return false;
-        m_out += "</plist>\n";
-        return true;
+        append("</plist>\n");
+        return !m_stopped && (!m_sink || flush());
     }
 
-    QByteArray take() { return std::move(m_out); }
+    QByteArray take()
+    {
+        m_buffer.truncate(m_size);
+        return std::move(m_buffer);
+    }
 
 private:
+    static constexpr qsizetype PieceSize = qsizetype(1) << 20;
+
     bool fail(const QString &message)
     {
         if (m_error)
@@ -58,82 +125,168 @@ private:
         return false;
     }
 
-    void indent(int level) { m_out.append(level, '\t'); }
+    // Gives the text made so far to the sink; false when the sink says stop.
+    bool flush()
+    {
+        if (m_size > 0 && !m_stopped && !(*m_sink)(QByteArrayView(m_buffer.constData(), m_size)))
+            m_stopped = true;
+        m_size = 0;
+        return !m_stopped;
+    }
+
+    // Room for @p n more bytes at the end of the text; the caller commits what it wrote with m_size.
+    char *room(qsizetype n)
+    {
+        if (m_buffer.size() - m_size < n) {
+            if (m_sink)
+                flush();
+            if (m_buffer.size() - m_size < n)
+                m_buffer.resize(std::max(m_size + n, m_buffer.size() * 2));
+        }
+        return m_buffer.data() + m_size;
+    }
+
+    void append(const char *bytes, qsizetype n)
+    {
+        std::memcpy(room(n), bytes, std::size_t(n));
+        m_size += n;
+    }
+
+    void append(std::string_view text) { append(text.data(), qsizetype(text.size())); }
+
+    void indent(int level)
+    {
+        std::memset(room(level), '\t', std::size_t(level));
+        m_size += level;
+    }
 
     // Escapes &, < and >; line ends become "\n"; other control characters cannot be written.
-    bool appendText(const QString &text)
+    bool appendText(QStringView text)
     {
-        if (!QStringView(text).isValidUtf16())
+        char *const start = room(text.size() * 5); // '&' takes five bytes, no code unit more
+        char *out = start;
+        const char16_t *p = text.utf16();
+        const char16_t *end = p + text.size();
+        while (p < end) {
+            const char16_t c = *p++;
+            if (c < 0x80) {
+                if (c >= 0x3F || (c >= 0x20 && c != '&' && c != '<' && c != '>')) {
+                    *out++ = char(c);
+                    continue;
+                }
+                switch (c) {
+                case '&':
+                    out = std::copy_n("&amp;", 5, out);
+                    break;
+                case '<':
+                    out = std::copy_n("&lt;", 4, out);
+                    break;
+                case '>':
+                    out = std::copy_n("&gt;", 4, out);
+                    break;
+                case '\t':
+                case '\n':
+                    *out++ = char(c);
+                    break;
+                case '\r':
+                    *out++ = '\n';
+                    if (p < end && *p == '\n')
+                        ++p;
+                    break;
+                default:
+                    return refuseText(text);
+                }
+            } else if (c < 0x800) {
+                *out++ = char(0xC0 | (c >> 6));
+                *out++ = char(0x80 | (c & 0x3F));
+            } else if (QChar::isHighSurrogate(c) && p < end && QChar::isLowSurrogate(*p)) {
+                const char32_t u = QChar::surrogateToUcs4(c, *p++);
+                *out++ = char(0xF0 | (u >> 18));
+                *out++ = char(0x80 | ((u >> 12) & 0x3F));
+                *out++ = char(0x80 | ((u >> 6) & 0x3F));
+                *out++ = char(0x80 | (u & 0x3F));
+            } else if (QChar::isSurrogate(c) || c >= 0xFFFE) {
+                return refuseText(text);
+            } else {
+                *out++ = char(0xE0 | (c >> 12));
+                *out++ = char(0x80 | ((c >> 6) & 0x3F));
+                *out++ = char(0x80 | (c & 0x3F));
+            }
+        }
+        m_size += out - start;
+        return true;
+    }
+
+    // The reason a string cannot be written, the first of them when it has several.
+    bool refuseText(QStringView text)
+    {
+        if (!text.isValidUtf16())
             return fail(u"a string holds an unpaired surrogate and is not valid Unicode"_s);
         // XML cannot hold these two noncharacters at all, not even as references.
         for (char16_t c : {char16_t(0xFFFE), char16_t(0xFFFF)}) {
             if (text.contains(QChar(c)))
                 return fail(u"a string holds the character U+%1, which XML cannot hold"_s.arg(unsigned(c), 4, 16));
         }
-        const QByteArray utf8 = text.toUtf8();
-        const char *p = utf8.constData();
-        const char *end = p + utf8.size();
-        const char *run = p; // start of the bytes not yet copied
-        for (; p < end; ++p) {
-            const unsigned char c = *p;
-            if (c >= 0x3F || (c != '&' && c != '<' && c != '>' && c >= 0x20))
-                continue;
-            m_out.append(run, p - run);
-            run = p + 1;
-            switch (c) {
-            case '&':
-                m_out += "&amp;";
-                break;
-            case '<':
-                m_out += "&lt;";
-                break;
-            case '>':
-                m_out += "&gt;";
-                break;
-            case '\t':
-            case '\n':
-                m_out += char(c);
-                break;
-            case '\r':
-                m_out += '\n';
-                if (p + 1 < end && p[1] == '\n') {
-                    ++p;
-                    run = p + 1;
-                }
-                break;
-            default:
+        for (QChar c : text) {
+            if (c.unicode() < 0x20 && c != u'\t' && c != u'\n' && c != u'\r')
                 return fail(u"a string holds the control character U+%1, which XML cannot hold"_s.arg(
-                    unsigned(c), 4, 16, QLatin1Char('0')));
-            }
+                    unsigned(c.unicode()), 4, 16, QLatin1Char('0')));
         }
-        m_out.append(run, end - run);
-        return true;
+        return false;
+    }
+
+    template<typename Integer>
+    void appendNumber(Integer n)
+    {
+        char *out = room(24);
+        m_size += std::to_chars(out, out + 24, n).ptr - out;
     }
 
     void writeData(const QByteArray &data, int level)
     {
+        static constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
         indent(level);
-        m_out += "<data>\n";
+        append("<data>\n");
         // The base64 lines stay within 76 columns, tabs counted as 8, and hold at least 16 characters.
         const int lineLength = std::max(16, 76 - 8 * level);
         const qsizetype chunk = (lineLength / 4) * 3;
+        const auto *bytes = reinterpret_cast<const unsigned char *>(data.constData());
         for (qsizetype i = 0; i < data.size(); i += chunk) {
             indent(level);
-            m_out += data.mid(i, chunk).toBase64();
-            m_out += '\n';
+            const qsizetype n = std::min(chunk, data.size() - i);
+            char *const start = room(n / 3 * 4 + 5);
+            char *out = start;
+            const unsigned char *in = bytes + i;
+            for (qsizetype k = 0; k + 3 <= n; k += 3, in += 3) {
+                const unsigned v = unsigned(in[0]) << 16 | unsigned(in[1]) << 8 | in[2];
+                *out++ = alphabet[v >> 18];
+                *out++ = alphabet[(v >> 12) & 0x3F];
+                *out++ = alphabet[(v >> 6) & 0x3F];
+                *out++ = alphabet[v & 0x3F];
+            }
+            if (const qsizetype rest = n % 3) {
+                const unsigned v = unsigned(in[0]) << 16 | (rest == 2 ? unsigned(in[1]) << 8 : 0u);
+                *out++ = alphabet[v >> 18];
+                *out++ = alphabet[(v >> 12) & 0x3F];
+                *out++ = rest == 2 ? alphabet[(v >> 6) & 0x3F] : '=';
+                *out++ = '=';
+            }
+            *out++ = '\n';
+            m_size += out - start;
         }
         indent(level);
-        m_out += "</data>\n";
+        append("</data>\n");
     }
 
-    static QByteArray formatDate(const QDateTime &date)
+    void writeDate(const QDateTime &date)
     {
         const QDateTime utc = date.toUTC();
         const QDate d = utc.date();
         const QTime t = utc.time();
-        return QString::asprintf(
-            "%04d-%02d-%02dT%02d:%02d:%02dZ", d.year(), d.month(), d.day(), t.hour(), t.minute(), t.second())
-            .toLatin1();
+        char text[80];
+        const int n = std::snprintf(text, sizeof text, "<date>%04d-%02d-%02dT%02d:%02d:%02dZ</date>\n", d.year(),
+            d.month(), d.day(), t.hour(), t.minute(), t.second());
+        append(text, n);
     }
 
     bool write(const QJValue &value, int level)
@@ -141,82 +294,91 @@ private:
         switch (value.type()) {
         case QJValue::String:
             indent(level);
-            m_out += "<string>";
-            if (!appendText(value.toString()))
+            append("<string>");
+            if (!appendText(*QJValuePrivate::string(value)))
                 return false;
-            m_out += "</string>\n";
+            append("</string>\n");
             return true;
         case QJValue::Integer:
             indent(level);
-            m_out += "<integer>";
-            m_out += value.isUnsignedInteger() ? QByteArray::number(value.toUnsignedInteger())
-                                               : QByteArray::number(value.toInteger());
-            m_out += "</integer>\n";
+            append("<integer>");
+            if (value.isUnsignedInteger())
+                appendNumber(value.toUnsignedInteger());
+            else
+                appendNumber(value.toInteger());
+            append("</integer>\n");
             return true;
-        case QJValue::Real:
+        case QJValue::Real: {
             indent(level);
-            m_out += "<real>";
-            m_out += qjFormatReal(value.toDouble()).toLatin1();
-            m_out += "</real>\n";
+            append("<real>");
+            const QString text = qjFormatReal(value.toDouble());
+            char *out = room(text.size());
+            for (QChar c : text)
+                *out++ = char(c.unicode());
+            m_size += text.size();
+            append("</real>\n");
             return true;
+        }
         case QJValue::Boolean:
             indent(level);
-            m_out += value.toBool() ? "<true/>\n" : "<false/>\n";
+            append(value.toBool() ? std::string_view("<true/>\n") : std::string_view("<false/>\n"));
             return true;
         case QJValue::Date:
             indent(level);
-            m_out += "<date>" + formatDate(value.toDateTime()) + "</date>\n";
+            writeDate(value.toDateTime());
             return true;
         case QJValue::Data:
-            writeData(value.toByteArray(), level);
+            writeData(*QJValuePrivate::bytes(value), level);
             return true;
         case QJValue::Array: {
             if (level >= QJPropertyListSerialization::MaximumDepth)
                 return fail(
                     u"the property list nests deeper than %1 levels"_s.arg(QJPropertyListSerialization::MaximumDepth));
-            const QJArray array = value.toArray();
+            const QList<QJValue> &values = QJValuePrivate::arrayData(value)->values;
             indent(level);
-            if (array.isEmpty()) {
-                m_out += "<array/>\n";
+            if (values.isEmpty()) {
+                append("<array/>\n");
                 return true;
             }
-            m_out += "<array>\n";
-            for (const QJValue &element : array) {
-                if (!write(element, level + 1))
+            append("<array>\n");
+            for (const QJValue &element : values) {
+                if (!write(element, level + 1) || m_stopped)
                     return false;
             }
             indent(level);
-            m_out += "</array>\n";
+            append("</array>\n");
             return true;
         }
         case QJValue::Dictionary: {
             if (level >= QJPropertyListSerialization::MaximumDepth)
                 return fail(
                     u"the property list nests deeper than %1 levels"_s.arg(QJPropertyListSerialization::MaximumDepth));
-            const QJDictionary dict = value.toDictionary();
+            const QList<QJDictionary::Entry> &entries = QJValuePrivate::dictionaryData(value)->entries;
             indent(level);
-            if (dict.isEmpty()) {
-                m_out += "<dict/>\n";
+            if (entries.isEmpty()) {
+                append("<dict/>\n");
                 return true;
             }
-            m_out += "<dict>\n";
-            std::vector<const QJDictionary::Entry *> entries;
-            entries.reserve(dict.count());
-            for (const auto &entry : dict)
-                entries.push_back(&entry);
-            std::sort(entries.begin(), entries.end(),
-                [](auto *a, auto *b) { return QJPlist::lessByCodePoint(a->first, b->first); });
-            for (const auto *entry : entries) {
+            append("<dict>\n");
+            // One list of entries per level, kept for the next dictionary there.
+            std::vector<const QJDictionary::Entry *> &order = m_orders[std::size_t(level)];
+            order.clear();
+            for (const auto &entry : entries)
+                order.push_back(&entry);
+            const auto less = [](auto *a, auto *b) { return QJPlist::lessByCodePoint(a->first, b->first); };
+            if (!std::is_sorted(order.begin(), order.end(), less))
+                std::sort(order.begin(), order.end(), less);
+            for (const auto *entry : order) {
                 indent(level + 1);
-                m_out += "<key>";
+                append("<key>");
                 if (!appendText(entry->first))
                     return false;
-                m_out += "</key>\n";
-                if (!write(entry->second, level + 1))
+                append("</key>\n");
+                if (!write(entry->second, level + 1) || m_stopped)
                     return false;
             }
             indent(level);
-            m_out += "</dict>\n";
+            append("</dict>\n");
             return true;
         }
         case QJValue::None:
@@ -228,8 +390,13 @@ private:
         return false;
     }
 
-    QByteArray m_out;
+    QByteArray m_buffer; // the text, m_size bytes of it made
+    qsizetype m_size = 0;
     QString *m_error;
+    const QJPlist::Sink *m_sink;
+    bool m_stopped = false; // the sink said stop
+    std::vector<std::vector<const QJDictionary::Entry *>> m_orders {
+        std::size_t(QJPropertyListSerialization::MaximumDepth)};
 };
 } // namespace
 
@@ -241,8 +408,104 @@ QByteArray QJPlist::writeXml(const QJValue &plist, QString *error)
     return writer.take();
 }
 
+bool QJPlist::writeXml(const QJValue &plist, const Sink &sink, QString *error)
+{
+    // Nothing goes out for a list that cannot be written; the reason is the writer's own.
+    if (!isWritable(plist, 0)) {
+        writeXml(plist, error);
+        return false;
+    }
+    XmlWriter writer(error, &sink);
+    return writer.writeDocument(plist);
+}
+
+bool QJPlist::isWritableAsXml(const QJValue &plist)
+{
+    return isWritable(plist, 0);
+}
+
 // ---------------------------------------------------------------------------------------------
-// Reading
+// Reading: the text of leaf elements, for both readers
+
+QJValue QJPlist::integerFromText(const QString &text, QString *error)
+{
+    const QString t = text.trimmed();
+    const bool negative = t.startsWith(u'-');
+    QStringView body = QStringView(t).mid(negative || t.startsWith(u'+') ? 1 : 0);
+    int base = 10;
+    if (body.startsWith(u"0x"_s, Qt::CaseInsensitive)) {
+        base = 16;
+        body = body.mid(2);
+    }
+    bool ok = !body.isEmpty() && body.front().isLetterOrNumber();
+    const quint64 magnitude = ok ? body.toULongLong(&ok, base) : 0;
+    if (ok && !negative)
+        return magnitude;
+    if (ok && magnitude <= quint64(std::numeric_limits<qint64>::max()) + 1)
+        return qint64(0 - magnitude);
+    *error = u"\"%1\" is not an integer in range"_s.arg(t.left(40));
+    return QJValue();
+}
+
+QJValue QJPlist::realFromText(const QString &text, QString *error)
+{
+    const QString t = text.trimmed().toLower();
+    if (t == u"nan")
+        return std::numeric_limits<double>::quiet_NaN();
+    if (t == u"inf" || t == u"+inf" || t == u"infinity" || t == u"+infinity")
+        return std::numeric_limits<double>::infinity();
+    if (t == u"-inf" || t == u"-infinity")
+        return -std::numeric_limits<double>::infinity();
+    bool ok = false;
+    const double v = t.toDouble(&ok);
+    if (!ok) {
+        *error = u"\"%1\" is not a real number"_s.arg(t.left(40));
+        return QJValue();
+    }
+    return v;
+}
+
+QJValue QJPlist::dateFromText(const QString &text, QString *error)
+{
+    // ISO 8601 in UTC; later parts may be left out ("2024", "2024-05-01", ...).
+    static const QRegularExpression pattern(
+        u"^(\\d{4})(?:-(\\d\\d)(?:-(\\d\\d)(?:T(\\d\\d)(?::(\\d\\d)(?::(\\d\\d)(?:\\.(\\d{1,9}))?)?)?)?)?)?Z$"_s);
+    const auto m = pattern.match(text.trimmed());
+    if (!m.hasMatch()) {
+        *error = u"\"%1\" is not an ISO 8601 date in UTC"_s.arg(text.trimmed().left(40));
+        return QJValue();
+    }
+    auto field = [&](int i, int fallback) { return m.capturedLength(i) ? m.captured(i).toInt() : fallback; };
+    const QDate date(field(1, 1), field(2, 1), field(3, 1));
+    int msec = 0;
+    if (m.capturedLength(7))
+        msec = QString(m.captured(7) + u"00"_s).left(3).toInt();
+    const QTime time(field(4, 0), field(5, 0), field(6, 0), msec);
+    if (!date.isValid() || !time.isValid()) {
+        *error = u"\"%1\" is not a valid date"_s.arg(text.trimmed());
+        return QJValue();
+    }
+    return QDateTime(date, time, Qt::UTC);
+}
+
+QJValue QJPlist::dataFromText(const QString &text, QString *error)
+{
+    QByteArray compact;
+    compact.reserve(text.size());
+    for (QChar c : text) {
+        if (!c.isSpace())
+            compact += char(c.unicode() < 0x80 ? c.unicode() : '!');
+    }
+    auto decoded = QByteArray::fromBase64Encoding(compact, QByteArray::AbortOnBase64DecodingErrors);
+    if (!decoded) {
+        *error = u"the <data> element holds invalid base64"_s;
+        return QJValue();
+    }
+    return *decoded;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reading: the general reader, for any well-formed XML and for the reason a document is refused
 
 namespace
 {
@@ -349,84 +612,15 @@ private:
         return true;
     }
 
-    QJValue readInteger()
+    // Reads the text of a leaf element and converts it; a conversion that fails gives its reason.
+    QJValue readLeaf(QJValue (*convert)(const QString &, QString *))
     {
         QString text;
         if (!leafText(&text))
             return QJValue();
-        const QString t = text.trimmed();
-        const bool negative = t.startsWith(u'-');
-        QStringView body = QStringView(t).mid(negative || t.startsWith(u'+') ? 1 : 0);
-        int base = 10;
-        if (body.startsWith(u"0x"_s, Qt::CaseInsensitive)) {
-            base = 16;
-            body = body.mid(2);
-        }
-        bool ok = !body.isEmpty() && body.front().isLetterOrNumber();
-        const quint64 magnitude = ok ? body.toULongLong(&ok, base) : 0;
-        if (ok && !negative)
-            return magnitude;
-        if (ok && magnitude <= quint64(std::numeric_limits<qint64>::max()) + 1)
-            return qint64(0 - magnitude);
-        return fail(u"\"%1\" is not an integer in range"_s.arg(t.left(40)));
-    }
-
-    QJValue readReal()
-    {
-        QString text;
-        if (!leafText(&text))
-            return QJValue();
-        const QString t = text.trimmed().toLower();
-        if (t == u"nan")
-            return std::numeric_limits<double>::quiet_NaN();
-        if (t == u"inf" || t == u"+inf" || t == u"infinity" || t == u"+infinity")
-            return std::numeric_limits<double>::infinity();
-        if (t == u"-inf" || t == u"-infinity")
-            return -std::numeric_limits<double>::infinity();
-        bool ok = false;
-        const double v = t.toDouble(&ok);
-        if (!ok)
-            return fail(u"\"%1\" is not a real number"_s.arg(t.left(40)));
-        return v;
-    }
-
-    QJValue readDate()
-    {
-        QString text;
-        if (!leafText(&text))
-            return QJValue();
-        // ISO 8601 in UTC; later parts may be left out ("2024", "2024-05-01", ...).
-        static const QRegularExpression pattern(
-            u"^(\\d{4})(?:-(\\d\\d)(?:-(\\d\\d)(?:T(\\d\\d)(?::(\\d\\d)(?::(\\d\\d)(?:\\.(\\d{1,9}))?)?)?)?)?)?Z$"_s);
-        const auto m = pattern.match(text.trimmed());
-        if (!m.hasMatch())
-            return fail(u"\"%1\" is not an ISO 8601 date in UTC"_s.arg(text.trimmed().left(40)));
-        auto field = [&](int i, int fallback) { return m.capturedLength(i) ? m.captured(i).toInt() : fallback; };
-        const QDate date(field(1, 1), field(2, 1), field(3, 1));
-        int msec = 0;
-        if (m.capturedLength(7))
-            msec = QString(m.captured(7) + u"00"_s).left(3).toInt();
-        const QTime time(field(4, 0), field(5, 0), field(6, 0), msec);
-        if (!date.isValid() || !time.isValid())
-            return fail(u"\"%1\" is not a valid date"_s.arg(text.trimmed()));
-        return QDateTime(date, time, Qt::UTC);
-    }
-
-    QJValue readData()
-    {
-        QString text;
-        if (!leafText(&text))
-            return QJValue();
-        QByteArray compact;
-        compact.reserve(text.size());
-        for (QChar c : std::as_const(text)) {
-            if (!c.isSpace())
-                compact += char(c.unicode() < 0x80 ? c.unicode() : '!');
-        }
-        auto decoded = QByteArray::fromBase64Encoding(compact, QByteArray::AbortOnBase64DecodingErrors);
-        if (!decoded)
-            return fail(u"the <data> element holds invalid base64"_s);
-        return *decoded;
+        QString reason;
+        QJValue value = convert(text, &reason);
+        return value.isNone() ? fail(reason) : value;
     }
 
     QJValue readBoolean(bool value)
@@ -498,17 +692,17 @@ private:
             return name == u"dict" ? readDictionary(depth) : readArray(depth);
         }
         if (name == u"integer")
-            return readInteger();
+            return readLeaf(QJPlist::integerFromText);
         if (name == u"real")
-            return readReal();
+            return readLeaf(QJPlist::realFromText);
         if (name == u"true")
             return readBoolean(true);
         if (name == u"false")
             return readBoolean(false);
         if (name == u"date")
-            return readDate();
+            return readLeaf(QJPlist::dateFromText);
         if (name == u"data")
-            return readData();
+            return readLeaf(QJPlist::dataFromText);
         if (name == u"key")
             return fail(u"<key> outside a dictionary"_s);
         return fail(u"unknown element <%1>"_s.arg(name.left(40)));
@@ -521,8 +715,16 @@ private:
 };
 } // namespace
 
-QJValue QJPlist::readXml(const QByteArray &data, QJMutability mutability, QString *error)
+QJValue QJPlist::readXmlGeneral(const QByteArray &data, QJMutability mutability, QString *error)
 {
     XmlReader reader(data, mutability);
     return reader.read(error);
+}
+
+QJValue QJPlist::readXml(const QByteArray &data, QJMutability mutability, QString *error, const Progress &progress)
+{
+    QJValue plist;
+    if (readXmlSubset(data, mutability, &plist, progress))
+        return plist;
+    return readXmlGeneral(data, mutability, error);
 }

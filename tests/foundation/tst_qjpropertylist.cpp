@@ -5,6 +5,7 @@
 #include "QJBundle.h"
 #include "QJPropertyListSerialization.h"
 #include "QJUserDefaults.h"
+#include "qjplistformats_p.h"
 #include "qjscratchfs.h"
 #include "qjtestsupport.h"
 
@@ -18,6 +19,8 @@
 #include <QStringEncoder>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <functional>
 
 #include <sys/resource.h>
 
@@ -117,6 +120,12 @@ private Q_SLOTS:
         const QJValue plist = PL::propertyListFromFile(input, QJMutability::Immutable, nullptr, &error);
         QVERIFY2(!plist.isNone(), qPrintable(error));
         QCOMPARE(PL::dataFromPropertyList(plist), readFile(reference));
+        QByteArray pieces;
+        QVERIFY(PL::writePropertyList(plist, [&](QByteArrayView piece) {
+            pieces += piece;
+            return true;
+        }));
+        QCOMPARE(pieces, readFile(reference));
         const QJValue mutableTree = PL::propertyListFromFile(input, QJMutability::Mutable);
         QVERIFY(allContainersHave(plist, false));
         QVERIFY(allContainersHave(mutableTree, true));
@@ -133,6 +142,9 @@ private Q_SLOTS:
         QTest::newRow("control character") << QJValue(QJDictionary {{u"k"_s, u"bell\x07"_s}}) << u"U+0007"_s;
         QTest::newRow("noncharacter") << QJValue(u"a\uffffb"_s) << u"U+ffff"_s;
         QTest::newRow("unpaired surrogate") << QJValue(QString(QChar(0xD800))) << u"surrogate"_s;
+        // A string with several faults is refused for its surrogate first, wherever the others are.
+        QTest::newRow("control character, then surrogate")
+            << QJValue(u"\x01\xFFFF"_s + QChar(0xDC00)) << u"surrogate"_s;
         QJValue deep = 1;
         for (int i = 0; i < 513; ++i)
             deep = QJArray {deep};
@@ -147,6 +159,13 @@ private Q_SLOTS:
         QVERIFY(PL::dataFromPropertyList(plist, PL::XmlFormat_v1_0, &error).isEmpty());
         QVERIFY2(error.contains(reason), qPrintable(error));
         QVERIFY(!PL::propertyListIsValidForFormat(plist));
+        // Written in pieces, not one piece goes out, and the reason is the same.
+        QString piecesError;
+        int pieces = 0;
+        QVERIFY(!PL::writePropertyList(
+            plist, [&](QByteArrayView) { return ++pieces > 0; }, &piecesError));
+        QCOMPARE(pieces, 0);
+        QCOMPARE(piecesError, error);
         QVERIFY(PL::dataFromPropertyList(QJValue(1), PL::BinaryFormat_v1_0, &error).isEmpty());
     }
 
@@ -211,6 +230,177 @@ private Q_SLOTS:
         const QJValue plist = PL::propertyListFromData(data, QJMutability::Immutable, nullptr, &error);
         QCOMPARE(plist.type(), QJValue::None);
         QVERIFY2(error.contains(reason, Qt::CaseInsensitive), qPrintable(error));
+    }
+
+    void subsetReaderReadsAsTheGeneralReader_data()
+    {
+        QTest::addColumn<QByteArray>("document");
+        QTest::addColumn<bool>("subset"); // whether the subset reader reads it itself
+        const QByteArray header = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD "
+                                  "PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
+        // What the writer writes, with its header.
+        QTest::newRow("written") << header
+                + "<plist version=\"1.0\">\n<dict>\n\t<key>a</key>\n\t<array>\n"
+                  "\t\t<integer>-3</integer>\n\t\t<real>0.5</real>\n\t\t<true/>\n"
+                  "\t\t<date>2024-05-01T12:30:00Z</date>\n\t\t<data>\n\t\tAAEC\n\t\t</data>\n"
+                  "\t</array>\n</dict>\n</plist>\n"
+                                 << true;
+        // Line ends in text become line feeds, in CDATA too; a character reference keeps its CR.
+        QTest::newRow("line ends") << wrap("<string>a\r\nb\rc<![CDATA[\r\n]]>&#13;</string>") << true;
+        // The five entities, references in decimal and hex, and text beyond ASCII.
+        QTest::newRow("references") << wrap("<string>&lt;&gt;&amp;&apos;&quot;&#65;&#x1F600;\xc3\xa9</string>") << true;
+        // A byte-order mark that starts a text is a character of it, not a mark to drop.
+        QTest::newRow("byte-order mark in text") << wrap("<array><string>\xef\xbb\xbf"
+                                                         "a</string>"
+                                                         "<integer>\xef\xbb\xbf"
+                                                         "5</integer></array>")
+                                                 << false;
+        QTest::newRow("byte-order mark in a string") << wrap("<string>\xef\xbb\xbf\xef\xbb\xbf"
+                                                             "a</string>")
+                                                     << true;
+        // Comments, processing instructions and CDATA inside a leaf; markup kept inside CDATA.
+        QTest::newRow("inside a leaf") << wrap("<string>a<?p x?><![CDATA[<x>]]><!-- c -->b</string>") << true;
+        // White space, comments and instructions between elements, before and after the root.
+        QTest::newRow("between elements") << QByteArray("\xEF\xBB\xBF<!-- a --><?p?>\n<plist version='1.0'>\r\n"
+                                                        "<!-- b --><array> <true/>\t<false /></array>\n</plist>\n<?q?>")
+                                          << true;
+        // Empty elements: an empty key and empty text.
+        QTest::newRow("empty elements") << wrap("<dict><key/><string/></dict>") << true;
+        // A value without the plist element around it.
+        QTest::newRow("bare root") << QByteArray("<dict><key>k</key><string>v</string></dict>") << true;
+        // A key given again keeps its place and takes the later value, below and above the indexed size.
+        QTest::newRow("key again") << wrap("<dict><key>a</key><true/><key>b</key><true/><key>a</key><false/></dict>")
+                                   << true;
+        QByteArray many = "<dict>";
+        for (int i = 0; i < 20; ++i)
+            many += "<key>k" + QByteArray::number(i % 15) + "</key><integer>" + QByteArray::number(i) + "</integer>";
+        QTest::newRow("key again, indexed") << wrap(many + "</dict>") << true;
+        // Leaves with white space around their text, and numbers or dates the subset does not convert itself.
+        QTest::newRow("unusual leaves") << wrap("<array><integer> 0x1F </integer><integer>+5</integer><real>.5</real>"
+                                                "<real>4.9e-324</real><real>-0</real><real> NaN </real>"
+                                                "<date>2024Z</date><data>AA\n EC</data><true> </true></array>")
+                                        << true;
+        // Non-ASCII white space is trimmed as QString::trimmed() does.
+        QTest::newRow("no-break space") << wrap("<array><integer>\xc2\xa0"
+                                                "5</integer><data>AA\xc2\xa0"
+                                                "EC</data></array>")
+                                        << true;
+        // Nesting at the limit.
+        QTest::newRow("512 levels") << wrap(nested(512)) << true;
+        // Declined: well-formed, but beyond the subset; the general reader reads them.
+        QTest::newRow("other encoding") << QByteArray(
+            "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><string>\xe9</string>")
+                                        << false;
+        QTest::newRow("internal subset") << QByteArray("<!DOCTYPE plist [ ]><plist><true/></plist>") << false;
+        QTest::newRow("namespaces") << QByteArray("<plist xmlns=\"urn:x\"><true/></plist>") << false;
+        QTest::newRow("DOCTYPE after the root") << QByteArray("<plist><true/></plist><!DOCTYPE plist>") << false;
+        // Declined: malformed or refused; the general reader says why.
+        QTest::newRow("513 levels") << wrap(nested(513)) << false;
+        QTest::newRow("]]> in text") << wrap("<string>a]]>b</string>") << false;
+        QTest::newRow("attribute repeated") << QByteArray("<plist a=\"1\" a=\"2\"><true/></plist>") << false;
+        QTest::newRow("reference to NUL") << wrap("<string>&#0;</string>") << false;
+        QTest::newRow("U+FFFE") << wrap("<string>\xef\xbf\xbe</string>") << false;
+        QTest::newRow("surrogate in UTF-8") << wrap("<string>\xed\xa0\x80</string>") << false;
+        QTest::newRow("overlong UTF-8") << wrap("<string>\xc0\xaf</string>") << false;
+        QTest::newRow("control character") << wrap("<string>\x01</string>") << false;
+        QTest::newRow("-- in a comment") << wrap("<!-- a -- b --><true/>") << false;
+        QTest::newRow("real out of range") << wrap("<real>1e400</real>") << false;
+        QTest::newRow("unknown entity") << wrap("<string>&nope;</string>") << false;
+        QTest::newRow("element in a leaf") << wrap("<string>a<b/></string>") << false;
+        QTest::newRow("end tag of another") << wrap("<string>a</key>") << false;
+        QTest::newRow("text after the root") << wrap("<true/>") + "x" << false;
+        QTest::newRow("declaration not first") << " " + header + wrap("<true/>") << false;
+        QTest::newRow("unterminated") << wrap("<array><true/>").chopped(9) << false;
+        QTest::newRow("empty plist") << wrap("") << false;
+        QTest::newRow("key without value") << wrap("<dict><key>a</key></dict>") << false;
+    }
+
+    void subsetReaderReadsAsTheGeneralReader()
+    {
+        QFETCH(QByteArray, document);
+        QFETCH(bool, subset);
+        QJValue fast;
+        const bool accepted = QJPlist::readXmlSubset(document, QJMutability::Mutable, &fast);
+        QString error;
+        const QJValue general = QJPlist::readXmlGeneral(document, QJMutability::Mutable, &error);
+        QCOMPARE(accepted, subset);
+        // Compared as written text: NaN equals nothing.
+        if (accepted)
+            QCOMPARE(PL::dataFromPropertyList(fast), PL::dataFromPropertyList(general));
+        // Through the public reader, the same value or the same reason.
+        QString publicError;
+        const QJValue read = PL::propertyListFromData(document, QJMutability::Mutable, nullptr, &publicError);
+        QCOMPARE(PL::dataFromPropertyList(read), PL::dataFromPropertyList(general));
+        QCOMPARE(publicError, error);
+    }
+
+    void subsetReaderAgreesOnRandomDocuments()
+    {
+        // Random lists whose leaves hold text that needs care, a third of them damaged by a byte: whatever
+        // the subset reader accepts, the general reader accepts as the same value.
+        static const char *const leaves[] = {"string", "integer", "real", "date", "data", "true", "key"};
+        static const char *const texts[] = {" ", "\n", "\r\n", "\r", "7", "-0", "1e5", "0x1F", ".5",
+            "2024-05-01T12:30:00Z", "AAEC", "=", "a", "\xc3\xa9", "\xc2\xa0", "&amp;", "&#13;", "&#x20;", "&#0;",
+            "&bad;", "<![CDATA[<&\r\n]]>", "]]>", "<!-- c -->", "<?p x?>", "\xef\xbf\xbe", "\xff", "\x01"};
+        QRandomGenerator random(20261121);
+        const auto pick = [&](const auto &list) { return list[random.bounded(int(std::size(list)))]; };
+        std::function<QByteArray(int)> value = [&](int depth) -> QByteArray {
+            const int kind = random.bounded(depth < 3 ? 9 : 7);
+            QByteArray out;
+            if (kind < 7) {
+                out = QByteArray("<") + leaves[kind] + ">";
+                for (int n = random.bounded(3); n > 0; --n)
+                    out += pick(texts);
+                return out + "</" + leaves[kind] + ">";
+            }
+            out = kind == 7 ? "<array>" : "<dict>";
+            for (int n = random.bounded(4); n > 0; --n)
+                out += (kind == 8 ? "<key>" + QByteArray(pick(texts)) + "</key>" : QByteArray()) + value(depth + 1);
+            return out + (kind == 7 ? "</array>" : "</dict>");
+        };
+        int accepted = 0;
+        for (int round = 0; round < 5000; ++round) {
+            QByteArray document = wrap(value(0));
+            if (round % 3 == 0)
+                document[random.bounded(document.size())] = char(random.bounded(256));
+            QJValue fast;
+            if (!QJPlist::readXmlSubset(document, QJMutability::Immutable, &fast))
+                continue;
+            ++accepted;
+            const QJValue general = QJPlist::readXmlGeneral(document, QJMutability::Immutable, nullptr);
+            QVERIFY2(!general.isNone(), document.constData());
+            QVERIFY2(PL::dataFromPropertyList(fast) == PL::dataFromPropertyList(general), document.constData());
+        }
+        QVERIFY2(accepted > 1000, qPrintable(QString::number(accepted)));
+    }
+
+    void largeListsGoInPiecesAndFromMappedFiles()
+    {
+        QJArray strings(QJMutability::Mutable);
+        for (int i = 0; i < 200000; ++i)
+            strings.append(u"line %1 & more"_s.arg(i));
+        const QByteArray whole = PL::dataFromPropertyList(strings);
+        QVERIFY(whole.size() > 6 * 1024 * 1024);
+        // Pieces of bounded size that add up to the whole; a write told to stop stops.
+        QByteArray joined;
+        qsizetype pieces = 0;
+        QVERIFY(PL::writePropertyList(strings, [&](QByteArrayView piece) {
+            joined += piece;
+            return ++pieces > 0;
+        }));
+        QVERIFY(pieces > 2);
+        QCOMPARE(joined, whole);
+        QVERIFY(!PL::writePropertyList(strings, [](QByteArrayView) { return false; }));
+        // Read from its file, which the subset reader declines only at its end, after it has let go of the
+        // pages before: the general reader reads the file again, all of it.
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"large.plist"_s);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(whole + "<!DOCTYPE plist>") > 0);
+        file.close();
+        QCOMPARE(PL::propertyListFromFile(path), QJValue(strings));
+        QVERIFY(PL::writePropertyListToFile(strings, path, false));
+        QCOMPARE(PL::propertyListFromFile(path, QJMutability::Mutable), QJValue(strings));
     }
 
     void nestingIsBoundedAt512()

@@ -37,6 +37,9 @@ private Q_SLOTS:
             {u"a"_s, "x\n\"y\" <&\n\x01\tz\n"}, {u"b"_s, "x\nq"}, {u"c"_s, "!"}, {u"bad"_s, "a \xff b"}};
         for (const auto &[name, bytes] : files)
             QVERIFY(QJTest::writeFile(m_dir.filePath(name), bytes));
+        QVERIFY(
+            QJTest::writeFile(m_dir.filePath(u"broken.plist"_s), "<plist><dict><key>k</key><string>v</dict></plist>"));
+        QVERIFY(QJTest::makeSparseFile(m_dir.filePath(u"large.plist"_s), QJPropertyListSerialization::MaximumSize + 1));
     }
 
     void commands_data()
@@ -88,6 +91,12 @@ private Q_SLOTS:
             "qjkit: standard input: larger than 268435456 bytes\n");
         row("endless file", u"plist convert /dev/zero"_s, none, 2, none,
             "qjkit: /dev/zero: larger than 268435456 bytes\n");
+        // A regular file says its size: refused unread, in the tool's words.
+        row("file over the limit", u"plist convert large.plist"_s, none, 2, none,
+            "qjkit: large.plist: larger than 268435456 bytes\n");
+        // A regular file is mapped and read by the library: the reader's reason, with its place.
+        row("broken file", u"plist convert broken.plist"_s, none, 2, none,
+            "qjkit: broken.plist: Opening and ending tag mismatch. (line 1, column 41)\n");
         // Invalid UTF-8 is an input error, named for the file it came from.
         row("bad UTF-8", u"sort"_s, "a\n\xff\n", 2, none, "qjkit: standard input: not valid UTF-8 text\n");
 

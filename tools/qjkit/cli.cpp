@@ -231,9 +231,8 @@ QString inputName(const QString &file)
     return file == u"-" ? u"standard input"_s : file;
 }
 
-void readPieces(const QString &file, qint64 limit, const std::function<void(QByteArrayView)> &take)
+void openInput(QFile &f, const QString &file, qint64 limit)
 {
-    QFile f;
     bool opened;
     if (file == u"-")
         opened = f.open(stdin, QIODevice::ReadOnly);
@@ -243,11 +242,17 @@ void readPieces(const QString &file, qint64 limit, const std::function<void(QByt
     }
     if (!opened)
         throw UsageError(u"%1: %2"_s.arg(inputName(file), f.errorString()));
-    const auto tooLarge = [&] { return UsageError(u"%1: larger than %2 bytes"_s.arg(inputName(file)).arg(limit)); };
     // A file says its size, and one over the limit is refused unread; a pipe or device is read up
-    // to the limit and refused once it gives more.
+    // to the limit and refused once it gives more (readPieces).
     if (!f.isSequential() && f.size() > limit)
-        throw tooLarge();
+        throw UsageError(u"%1: larger than %2 bytes"_s.arg(inputName(file)).arg(limit));
+}
+
+void readPieces(const QString &file, qint64 limit, const std::function<void(QByteArrayView)> &take)
+{
+    QFile f;
+    openInput(f, file, limit);
+    const auto tooLarge = [&] { return UsageError(u"%1: larger than %2 bytes"_s.arg(inputName(file)).arg(limit)); };
     QByteArray buffer(qsizetype(1) << 20, Qt::Uninitialized);
     for (qint64 total = 0;;) {
         const qint64 got = f.read(buffer.data(), buffer.size());
@@ -310,10 +315,15 @@ bool outputFailed = false;
 }
 } // namespace
 
+void writeOut(QByteArrayView bytes)
+{
+    if (!bytes.isEmpty() && std::fwrite(bytes.data(), 1, size_t(bytes.size()), stdout) != size_t(bytes.size()))
+        throwOutputError();
+}
+
 void writeOut(const QByteArray &bytes)
 {
-    if (!bytes.isEmpty() && std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout) != size_t(bytes.size()))
-        throwOutputError();
+    writeOut(QByteArrayView(bytes));
 }
 
 namespace

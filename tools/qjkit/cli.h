@@ -108,6 +108,11 @@ constexpr qint64 MaximumInputSize = qint64(1) << 30;
  * when it cannot be read or is larger.
  */
 QByteArray readInput(const QString &file, qint64 limit = MaximumInputSize);
+/**
+ * Opens @p file, or standard input for "-", for reading; a usage error when it cannot be opened or
+ * says it is larger than @p limit.
+ */
+void openInput(QFile &f, const QString &file, qint64 limit);
 /** Reads as readInput() does, giving the bytes to @p take a piece at a time instead of keeping them. */
 void readPieces(const QString &file, qint64 limit, const std::function<void(QByteArrayView)> &take);
 /**
@@ -132,6 +137,7 @@ QString readText(const QString &file);
 /** The name a message uses for an input: the file name, or "standard input" for "-". */
 QString inputName(const QString &file);
 
+void writeOut(QByteArrayView bytes);
 void writeOut(const QByteArray &bytes);
 void writeOut(const QString &text);
 /**

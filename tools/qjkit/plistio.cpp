@@ -4,15 +4,27 @@
 
 #include "QJPropertyListSerialization.h"
 
+#include <QFileInfo>
+
 using namespace Qt::StringLiterals;
 
 namespace Cli
 {
 QJValue readPropertyList(const QString &file, QJMutability mutability)
 {
-    const QByteArray data = readInput(file, QJPropertyListSerialization::MaximumSize);
     QString error;
-    const QJValue plist = QJPropertyListSerialization::propertyListFromData(data, mutability, nullptr, &error);
+    QJValue plist;
+    if (file != u"-" && QFileInfo(file).isFile()) {
+        // The library maps a regular file and lets go of what it has read: a large list is not
+        // held twice. The tool's own words for a file it cannot open or that is too large.
+        QFile f;
+        openInput(f, file, QJPropertyListSerialization::MaximumSize);
+        f.close();
+        plist = QJPropertyListSerialization::propertyListFromFile(file, mutability, nullptr, &error);
+    } else {
+        const QByteArray data = readInput(file, QJPropertyListSerialization::MaximumSize);
+        plist = QJPropertyListSerialization::propertyListFromData(data, mutability, nullptr, &error);
+    }
     if (plist.isNone())
         throw UsageError(u"%1: %2"_s.arg(inputName(file), error));
     keepUntilExit(plist);
@@ -30,11 +42,13 @@ QJDictionary readDictionary(const QString &file, QJMutability mutability)
 void printPropertyList(const QJValue &plist, const QString &file)
 {
     QString error;
-    const QByteArray xml
-        = QJPropertyListSerialization::dataFromPropertyList(plist, QJPropertyListSerialization::XmlFormat_v1_0, &error);
-    if (xml.isEmpty())
+    // Written a piece at a time as it is made: a large list is not held twice, as values and as text.
+    const auto write = [](QByteArrayView piece) {
+        writeOut(piece);
+        return true;
+    };
+    if (!QJPropertyListSerialization::writePropertyList(plist, write, &error))
         throw UsageError(u"%1: cannot be written as an XML property list: %2"_s.arg(inputName(file), error));
-    writeOut(xml);
 }
 
 void printValue(const QJValue &value, const QString &file)
