@@ -3,7 +3,6 @@
 #include "qjplistformats_p.h"
 #include "qjvalue_p.h"
 
-#include <QRegularExpression>
 #include <QTimeZone>
 #include <QXmlStreamReader>
 
@@ -422,86 +421,6 @@ bool QJPlist::writeXml(const QJValue &plist, const Sink &sink, QString *error)
 bool QJPlist::isWritableAsXml(const QJValue &plist)
 {
     return isWritable(plist, 0);
-}
-
-// ---------------------------------------------------------------------------------------------
-// Reading: the text of leaf elements, for both readers
-
-QJValue QJPlist::integerFromText(const QString &text, QString *error)
-{
-    const QString t = text.trimmed();
-    const bool negative = t.startsWith(u'-');
-    QStringView body = QStringView(t).mid(negative || t.startsWith(u'+') ? 1 : 0);
-    int base = 10;
-    if (body.startsWith(u"0x"_s, Qt::CaseInsensitive)) {
-        base = 16;
-        body = body.mid(2);
-    }
-    bool ok = !body.isEmpty() && body.front().isLetterOrNumber();
-    const quint64 magnitude = ok ? body.toULongLong(&ok, base) : 0;
-    if (ok && !negative)
-        return magnitude;
-    if (ok && magnitude <= quint64(std::numeric_limits<qint64>::max()) + 1)
-        return qint64(0 - magnitude);
-    *error = u"\"%1\" is not an integer in range"_s.arg(t.left(40));
-    return QJValue();
-}
-
-QJValue QJPlist::realFromText(const QString &text, QString *error)
-{
-    const QString t = text.trimmed().toLower();
-    if (t == u"nan")
-        return std::numeric_limits<double>::quiet_NaN();
-    if (t == u"inf" || t == u"+inf" || t == u"infinity" || t == u"+infinity")
-        return std::numeric_limits<double>::infinity();
-    if (t == u"-inf" || t == u"-infinity")
-        return -std::numeric_limits<double>::infinity();
-    bool ok = false;
-    const double v = t.toDouble(&ok);
-    if (!ok) {
-        *error = u"\"%1\" is not a real number"_s.arg(t.left(40));
-        return QJValue();
-    }
-    return v;
-}
-
-QJValue QJPlist::dateFromText(const QString &text, QString *error)
-{
-    // ISO 8601 in UTC; later parts may be left out ("2024", "2024-05-01", ...).
-    static const QRegularExpression pattern(
-        u"^(\\d{4})(?:-(\\d\\d)(?:-(\\d\\d)(?:T(\\d\\d)(?::(\\d\\d)(?::(\\d\\d)(?:\\.(\\d{1,9}))?)?)?)?)?)?Z$"_s);
-    const auto m = pattern.match(text.trimmed());
-    if (!m.hasMatch()) {
-        *error = u"\"%1\" is not an ISO 8601 date in UTC"_s.arg(text.trimmed().left(40));
-        return QJValue();
-    }
-    auto field = [&](int i, int fallback) { return m.capturedLength(i) ? m.captured(i).toInt() : fallback; };
-    const QDate date(field(1, 1), field(2, 1), field(3, 1));
-    int msec = 0;
-    if (m.capturedLength(7))
-        msec = QString(m.captured(7) + u"00"_s).left(3).toInt();
-    const QTime time(field(4, 0), field(5, 0), field(6, 0), msec);
-    if (!date.isValid() || !time.isValid()) {
-        *error = u"\"%1\" is not a valid date"_s.arg(text.trimmed());
-        return QJValue();
-    }
-    return QDateTime(date, time, Qt::UTC);
-}
-
-QJValue QJPlist::dataFromText(const QString &text, QString *error)
-{
-    QByteArray compact;
-    compact.reserve(text.size());
-    for (QChar c : text) {
-        if (!c.isSpace())
-            compact += char(c.unicode() < 0x80 ? c.unicode() : '!');
-    }
-    auto decoded = QByteArray::fromBase64Encoding(compact, QByteArray::AbortOnBase64DecodingErrors);
-    if (!decoded) {
-        *error = u"the <data> element holds invalid base64"_s;
-        return QJValue();
-    }
-    return *decoded;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -8,13 +8,9 @@
 #include "qjplistformats_p.h"
 #include "qjvalue_p.h"
 
-#include <QDateTime>
 #include <QHash>
-#include <QStringDecoder>
 
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <cstring>
 #include <vector>
 
@@ -74,11 +70,6 @@ constexpr std::array<ByteClass, 256> byteClasses = [] {
 bool isSpace(char c)
 {
     return c == ' ' || c == '\n' || c == '\t' || c == '\r';
-}
-
-bool isAsciiSpace(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r'); // as QChar::isSpace() sees ASCII
 }
 
 bool isNameStart(char c)
@@ -146,17 +137,6 @@ void appendUtf8(QByteArray &out, char32_t c)
     }
 }
 
-// The text of valid UTF-8. QString::fromUtf8() drops a byte-order mark that starts its input; in an
-// element's text it is a character like any other.
-QString fromUtf8(QByteArrayView utf8)
-{
-    if (!utf8.startsWith("\xEF\xBB\xBF"))
-        return QString::fromUtf8(utf8);
-    QStringDecoder decoder(
-        QStringDecoder::Utf8, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
-    return decoder.decode(utf8);
-}
-
 // Short strings recur in property lists (every key of every record, enumerations, words): one
 // QString each, shared. A table indexed by hash keeps the latest string of each slot.
 class StringTable
@@ -167,7 +147,7 @@ public:
     QString string(QByteArrayView utf8)
     {
         if (utf8.isEmpty() || utf8.size() > MaximumSize)
-            return fromUtf8(utf8);
+            return QJPlist::textFromUtf8(utf8);
         quint32 hash = 2166136261u;
         for (char c : utf8)
             hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
@@ -175,7 +155,7 @@ public:
         if (slot.size == utf8.size() && !slot.string.isNull()
             && std::memcmp(slot.bytes, utf8.data(), std::size_t(utf8.size())) == 0)
             return slot.string;
-        slot.string = fromUtf8(utf8);
+        slot.string = QJPlist::textFromUtf8(utf8);
         slot.size = utf8.size();
         std::memcpy(slot.bytes, utf8.data(), std::size_t(utf8.size()));
         return slot.string;
@@ -629,133 +609,6 @@ private:
         }
     }
 
-    // The text without the white space that QString::trimmed() removes, when it is all ASCII.
-    static bool trimmedAscii(QByteArrayView text, QByteArrayView *trimmed)
-    {
-        for (char c : text) {
-            if (static_cast<unsigned char>(c) >= 0x80)
-                return false;
-        }
-        qsizetype from = 0;
-        qsizetype to = text.size();
-        while (from < to && isAsciiSpace(text[from]))
-            ++from;
-        while (to > from && isAsciiSpace(text[to - 1]))
-            --to;
-        *trimmed = text.sliced(from, to - from);
-        return true;
-    }
-
-    static bool isDigits(QByteArrayView text)
-    {
-        return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-    }
-
-    static QJValue integer(QByteArrayView text)
-    {
-        QByteArrayView t;
-        if (trimmedAscii(text, &t)) {
-            const bool negative = t.startsWith('-');
-            const QByteArrayView digits = t.sliced(negative ? 1 : 0);
-            if (isDigits(digits) && digits.size() <= 19) { // 19 digits cannot overflow 64 bits
-                quint64 magnitude = 0;
-                for (char c : digits)
-                    magnitude = magnitude * 10 + quint64(c - '0');
-                if (!negative)
-                    return magnitude;
-                if (magnitude <= quint64(std::numeric_limits<qint64>::max()) + 1)
-                    return qint64(0 - magnitude);
-            }
-        }
-        QString reason;
-        return QJPlist::integerFromText(fromUtf8(text), &reason);
-    }
-
-    static QJValue real(QByteArrayView text)
-    {
-        QByteArrayView t;
-        // Decimal notation with an optional exponent converts alike here and in QString::toDouble(),
-        // both correctly rounded, as long as the result is a normal number or zero written as zeros.
-        if (trimmedAscii(text, &t) && t.size() <= 40) {
-            const char *p = t.begin();
-            const char *end = t.end();
-            const char *first = p + (p < end && *p == '-' ? 1 : 0);
-            const char *q = first;
-            bool nonZero = false;
-            auto digits = [&] {
-                const char *from = q;
-                for (; q < end && *q >= '0' && *q <= '9'; ++q)
-                    nonZero |= *q != '0';
-                return q > from;
-            };
-            bool plain = digits();
-            if (plain && q < end && *q == '.') {
-                ++q;
-                plain = digits();
-            }
-            if (plain && q < end && (*q == 'e' || *q == 'E')) {
-                ++q;
-                if (q < end && (*q == '+' || *q == '-'))
-                    ++q;
-                const bool mantissaNonZero = nonZero;
-                plain = digits();
-                nonZero = mantissaNonZero;
-            }
-            double v = 0;
-            if (plain && q == end && std::from_chars(p, end, v).ec == std::errc() && (std::isnormal(v) || !nonZero))
-                return v;
-        }
-        QString reason;
-        return QJPlist::realFromText(fromUtf8(text), &reason);
-    }
-
-    static QJValue date(QByteArrayView text)
-    {
-        // The form the writer writes, 2024-05-01T12:30:00Z, read here; any other goes the general way.
-        QByteArrayView t;
-        if (trimmedAscii(text, &t) && t.size() == 20) {
-            static constexpr char shape[] = "0000-00-00T00:00:00Z";
-            bool canonical = true;
-            for (int i = 0; i < 20 && canonical; ++i)
-                canonical = shape[i] == '0' ? t[i] >= '0' && t[i] <= '9' : t[i] == shape[i];
-            const auto number = [&t](int at, int digits) {
-                int v = 0;
-                for (int i = 0; i < digits; ++i)
-                    v = v * 10 + (t[at + i] - '0');
-                return v;
-            };
-            if (canonical) {
-                const QDate date(number(0, 4), number(5, 2), number(8, 2));
-                const QTime time(number(11, 2), number(14, 2), number(17, 2), 0);
-                if (date.isValid() && time.isValid())
-                    return QDateTime(date, time, Qt::UTC);
-            }
-        }
-        QString reason;
-        return QJPlist::dateFromText(fromUtf8(text), &reason);
-    }
-
-    QJValue data(QByteArrayView text)
-    {
-        m_base64.clear();
-        for (char c : text) {
-            if (static_cast<unsigned char>(c) >= 0x80) {
-                QString reason;
-                return QJPlist::dataFromText(fromUtf8(text), &reason);
-            }
-            if (!isAsciiSpace(c))
-                m_base64 += c;
-        }
-        auto decoded = QByteArray::fromBase64Encoding(m_base64, QByteArray::AbortOnBase64DecodingErrors);
-        return decoded ? QJValue(*decoded) : QJValue();
-    }
-
-    static bool blank(QByteArrayView text)
-    {
-        QByteArrayView t;
-        return trimmedAscii(text, &t) ? t.isEmpty() : fromUtf8(text).trimmed().isEmpty();
-    }
-
     // The value of an element whose start tag has been read; nested containers one level deeper.
     bool value(Element element, bool empty, int depth, QJValue *out)
     {
@@ -772,22 +625,22 @@ private:
             *out = m_strings.string(t);
             return true;
         case Element::Integer:
-            *out = integer(t);
+            *out = QJPlist::integerFromUtf8(t);
             break;
         case Element::Real:
-            *out = real(t);
+            *out = QJPlist::realFromUtf8(t);
             break;
         case Element::True:
         case Element::False:
-            if (!blank(t))
+            if (!QJPlist::isBlankUtf8(t))
                 return false;
             *out = element == Element::True;
             return true;
         case Element::Date:
-            *out = date(t);
+            *out = QJPlist::dateFromUtf8(t);
             break;
         case Element::Data:
-            *out = data(t);
+            *out = QJPlist::dataFromUtf8(t, m_base64);
             break;
         default: // a key outside a dictionary, a nested plist
             return false;
