@@ -341,13 +341,9 @@ private Q_SLOTS:
         QJ_RUN_IN_SCRATCH(dir, place == u"full" || place == u"read-only" ? 64 : 0, [&](QJTest::Scratch &scratch) {
             if (!writeCodedToFile(old, file))
                 return u"the existing file cannot be made"_s;
-            if (place == u"read-only" && !scratch.remountReadOnly())
-                return u"cannot remount read-only"_s;
-            if (place == u"locked folder" || place == u"locked file") {
-                if (!QFile::setPermissions(place == u"locked folder" ? dir : file, QFile::ReadOwner | QFile::ExeOwner)
-                    || !QJTest::Scratch::obeyPermissions())
-                    return u"cannot take the write permission away"_s;
-            }
+            if (const QString failed = scratch.makeUnwritable(place, place == u"locked folder" ? dir : file);
+                !failed.isEmpty())
+                return failed;
             const QJDictionary next = place == u"full" ? large : QJDictionary {{u"version"_s, 2}};
             QString error;
             if (writeCodedToFile(next, file, &error) != inPlaceWorks)

@@ -86,6 +86,21 @@ struct Scratch
             data[capability / 32].effective &= ~(1u << (capability % 32));
         return ::syscall(SYS_capset, &header, data) == 0;
     }
+
+    /**
+     * Takes writing away as the case named @p place asks: "read-only" remounts the tmpfs, a place
+     * starting with "locked" leaves @p locked readable only and drops root's overrides.
+     * @return what could not be done, or an empty string.
+     */
+    QString makeUnwritable(const QString &place, const QString &locked) const
+    {
+        if (place == u"read-only" && !remountReadOnly())
+            return QStringLiteral("cannot remount read-only");
+        if (place.startsWith(u"locked")
+            && (!QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner) || !obeyPermissions()))
+            return QStringLiteral("cannot take the write permission away");
+        return QString();
+    }
 };
 
 /**

@@ -85,6 +85,15 @@ qint64 peakMemoryRiseKiB(F work)
     return before < 0 || peak < 0 ? -1 : peak - before;
 }
 
+/** Runs @p program in @p directory. @return whether it ended normally with status 0. */
+inline bool runProgram(const QString &program, const QStringList &arguments, const QString &directory)
+{
+    QProcess process;
+    process.setWorkingDirectory(directory);
+    process.start(program, arguments);
+    return process.waitForFinished(20000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
 /** The result of running the qjkit tool. */
 struct ToolResult
 {

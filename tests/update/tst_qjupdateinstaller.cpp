@@ -11,7 +11,6 @@
 
 #include <QDir>
 #include <QDirIterator>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -86,14 +85,6 @@ bool writeArchive(const QString &path, const QList<Entry> &entries)
     archive_write_free(a);
     return ok;
 }
-
-bool run(const QString &program, const QStringList &arguments, const QString &directory)
-{
-    QProcess process;
-    process.setWorkingDirectory(directory);
-    process.start(program, arguments);
-    return process.waitForFinished(20000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
-}
 } // namespace
 
 class TestQJUpdateInstaller : public QObject
@@ -106,6 +97,7 @@ class TestQJUpdateInstaller : public QObject
     QString m_installRoot; // holds only the install folder "app"
     QString m_install;
     QStringList m_oldVersion;
+    enum Fault { None, ChangedByte, OtherKey, LengthShort, LengthLong, CutShort, NoSignature, NoKey };
 
     QString versions() const { return m_dir.filePath(u"srv/testwriter"_s); }
     QString publicKey(const QString &name = u"good"_s) const
@@ -119,7 +111,7 @@ class TestQJUpdateInstaller : public QObject
         QStringList arguments {u"-S"_s, u"-s"_s, m_keys + u'/' + key + u".sec"_s, u"-m"_s, package};
         if (legacy)
             arguments.insert(1, u"-l"_s);
-        if (!run(u"minisign"_s, arguments, m_keys))
+        if (!QJTest::runProgram(u"minisign"_s, arguments, m_keys))
             return QString();
         return QString::fromUtf8(QJTest::readFile(package + u".minisig"_s));
     }
@@ -179,8 +171,8 @@ private Q_SLOTS:
         m_keys = m_dir.filePath(u"keys"_s);
         QVERIFY(QDir().mkpath(m_keys));
         for (const QString &name : {u"good"_s, u"other"_s}) {
-            QVERIFY2(
-                run(u"minisign"_s, {u"-G"_s, u"-W"_s, u"-p"_s, name + u".pub"_s, u"-s"_s, name + u".sec"_s}, m_keys),
+            QVERIFY2(QJTest::runProgram(u"minisign"_s,
+                         {u"-G"_s, u"-W"_s, u"-p"_s, name + u".pub"_s, u"-s"_s, name + u".sec"_s}, m_keys),
                 "the signing tool cannot make a key pair");
         }
         m_server = std::make_unique<VersionServer>(m_dir.filePath(u"srv"_s));
@@ -201,75 +193,62 @@ private Q_SLOTS:
         QDir(versions()).removeRecursively();
     }
 
-    // Signatures verify exactly when they were made by the trusted key over these very bytes.
+    // Signatures verify exactly when they were made by the trusted key over these very bytes; damaged
+    // or foreign signature files are refused with a reason.
     void signatures_data()
     {
         QTest::addColumn<QString>("key");
         QTest::addColumn<bool>("legacy");
         QTest::addColumn<QByteArray>("change"); // appended to the package after signing
+        QTest::addColumn<int>("line"); // of the signature file, replaced (-1: none)
+        QTest::addColumn<QString>("replacement"); // null: the line removed
         QTest::addColumn<QString>("error");
+        const QString good = u"good"_s, mismatch = u"the package does not match its signature"_s;
         // Both algorithms of the key are accepted.
-        QTest::newRow("hashed") << u"good"_s << false << QByteArray() << QString();
-        QTest::newRow("legacy") << u"good"_s << true << QByteArray() << QString();
+        QTest::newRow("hashed") << good << false << QByteArray() << -1 << QString() << QString();
+        QTest::newRow("legacy") << good << true << QByteArray() << -1 << QString() << QString();
         // One byte more, for either algorithm, no longer verifies.
-        QTest::newRow("hashed, a byte added")
-            << u"good"_s << false << QByteArray("x") << u"the package does not match its signature"_s;
-        QTest::newRow("legacy, a byte added")
-            << u"good"_s << true << QByteArray("x") << u"the package does not match its signature"_s;
+        QTest::newRow("hashed, a byte added") << good << false << "x"_ba << -1 << QString() << mismatch;
+        QTest::newRow("legacy, a byte added") << good << true << "x"_ba << -1 << QString() << mismatch;
         // A key pair the host does not trust is refused by its id, before any arithmetic.
-        QTest::newRow("another key") << u"other"_s << false << QByteArray()
+        QTest::newRow("another key") << u"other"_s << false << QByteArray() << -1 << QString()
                                      << u"the package is signed with another key"_s;
+        // The trusted comment is signed: changing it breaks the global signature.
+        QTest::newRow("trusted comment") << good << false << QByteArray() << 2 << u"trusted comment: timestamp:0"_s
+                                         << u"the signature's trusted comment does not verify"_s;
+        QTest::newRow("signature line") << good << false << QByteArray() << 1 << u"RWQ="_s
+                                        << u"the signature is damaged"_s;
+        // An algorithm other than the two known ones, with everything else intact.
+        QTest::newRow("algorithm") << good << false << QByteArray() << 1 << u"algorithm"_s
+                                   << u"the signature uses an unknown algorithm"_s;
+        QTest::newRow("missing line") << good << false << QByteArray() << 3 << QString()
+                                      << u"the signature is not a four-line signature file"_s;
     }
     void signatures()
     {
         QFETCH(QString, key);
         QFETCH(bool, legacy);
         QFETCH(QByteArray, change);
-        QFETCH(QString, error);
-        const QString package = m_dir.filePath(u"signed.bin"_s);
-        QVERIFY(QJTest::writeFile(package, QByteArray(100000, 'p')));
-        const QString signature = sign(package, key, legacy);
-        QVERIFY(!signature.isEmpty());
-        if (!change.isEmpty())
-            QVERIFY(QJTest::writeFile(package, QByteArray(100000, 'p') + change));
-        QString why;
-        QCOMPARE(QJUpdateSignature::verifyFile(package, signature, publicKey(), &why), error.isEmpty());
-        QCOMPARE(why, error);
-    }
-
-    // Damaged or foreign signature files are refused with a reason.
-    void damagedSignatures_data()
-    {
-        QTest::addColumn<int>("line");
-        QTest::addColumn<QString>("replacement");
-        QTest::addColumn<QString>("error");
-        // The trusted comment is signed: changing it breaks the global signature.
-        QTest::newRow("trusted comment") << 2 << u"trusted comment: timestamp:0"_s
-                                         << u"the signature's trusted comment does not verify"_s;
-        QTest::newRow("signature line") << 1 << u"RWQ="_s << u"the signature is damaged"_s;
-        // An algorithm other than the two known ones, with everything else intact.
-        QTest::newRow("algorithm") << 1 << u"algorithm"_s << u"the signature uses an unknown algorithm"_s;
-        QTest::newRow("missing line") << 3 << QString() << u"the signature is not a four-line signature file"_s;
-    }
-    void damagedSignatures()
-    {
         QFETCH(int, line);
         QFETCH(QString, replacement);
         QFETCH(QString, error);
-        const QString package = m_dir.filePath(u"damaged.bin"_s);
-        QVERIFY(QJTest::writeFile(package, "contents"));
-        QStringList lines = sign(package).split(u'\n');
+        const QString package = m_dir.filePath(u"signed.bin"_s);
+        QVERIFY(QJTest::writeFile(package, QByteArray(100000, 'p')));
+        QStringList lines = sign(package, key, legacy).split(u'\n');
+        QVERIFY(lines.size() > 3);
+        if (!change.isEmpty())
+            QVERIFY(QJTest::writeFile(package, QByteArray(100000, 'p') + change));
         if (replacement == u"algorithm") {
             QByteArray bytes = QByteArray::fromBase64(lines[line].toLatin1());
             bytes[1] = 'X';
             replacement = QString::fromLatin1(bytes.toBase64());
         }
-        if (replacement.isNull())
+        if (line >= 0 && replacement.isNull())
             lines.removeAt(line);
-        else
+        else if (line >= 0)
             lines[line] = replacement;
         QString why;
-        QVERIFY(!QJUpdateSignature::verifyFile(package, lines.join(u'\n'), publicKey(), &why));
+        QCOMPARE(QJUpdateSignature::verifyFile(package, lines.join(u'\n'), publicKey(), &why), error.isEmpty());
         QCOMPARE(why, error);
     }
 
@@ -280,15 +259,12 @@ private Q_SLOTS:
         QTest::addColumn<QList<Entry>>("entries"); // empty: the good package
         QTest::addColumn<int>("fault");
         QTest::addColumn<QString>("error"); // empty: installed
-        enum { None, ChangedByte, OtherKey, OtherFile, LengthShort, LengthLong, CutShort, NoSignature, NoKey };
         const QList<Entry> good;
         QTest::newRow("installed") << good << int(None) << QString();
         QTest::newRow("package changed by a byte")
             << good << int(ChangedByte) << u"the package does not match its signature"_s;
         QTest::newRow("signed with another key")
             << good << int(OtherKey) << u"the package is signed with another key"_s;
-        QTest::newRow("signature of another file")
-            << good << int(OtherFile) << u"the package does not match its signature"_s;
         // The server sends more than the record announced: the download stops there.
         QTest::newRow("more than the length") << good << int(LengthShort) << u"the server sent more than"_s;
         QTest::newRow("less than the length") << good << int(LengthLong) << u"the download ended after"_s;
@@ -320,7 +296,6 @@ private Q_SLOTS:
         QFETCH(QList<Entry>, entries);
         QFETCH(int, fault);
         QFETCH(QString, error);
-        enum { None, ChangedByte, OtherKey, OtherFile, LengthShort, LengthLong, CutShort, NoSignature, NoKey };
         QString package = goodPackage();
         if (!entries.isEmpty()) {
             package
@@ -330,17 +305,10 @@ private Q_SLOTS:
             else
                 QVERIFY(writeArchive(package, entries));
         }
-        QString signature = sign(package, fault == OtherKey ? u"other"_s : u"good"_s);
-        if (fault == OtherFile)
-            signature = sign(m_dir.filePath(u"signed.bin"_s));
+        const QString signature = sign(package, fault == OtherKey ? u"other"_s : u"good"_s);
         QVERIFY(!signature.isEmpty());
-        const qint64 size = QFileInfo(package).size();
-        publish(package,
-            size
-                + (fault == LengthShort       ? -10
-                        : fault == LengthLong ? 10
-                                              : 0),
-            fault == NoSignature ? QString() : signature);
+        const qint64 wrongBy = fault == LengthShort ? -10 : fault == LengthLong ? 10 : 0;
+        publish(package, QFileInfo(package).size() + wrongBy, fault == NoSignature ? QString() : signature);
         const QString published = versions() + u'/' + QFileInfo(package).fileName();
         if (fault == ChangedByte) {
             QByteArray bytes = QJTest::readFile(published);
@@ -431,12 +399,8 @@ private Q_SLOTS:
             QDir().mkpath(m_install);
             QJTest::writeFile(m_install + u"/README"_s, "Version 4.1\n");
             const QStringList before = snapshot(m_install);
-            if (place == u"read-only" && !scratch.remountReadOnly())
-                return u"cannot remount read-only"_s;
-            if (place == u"locked"
-                && (!QFile::setPermissions(m_install, QFile::ReadOwner | QFile::ExeOwner)
-                    || !QJTest::Scratch::obeyPermissions()))
-                return u"cannot take the write permission away"_s;
+            if (const QString failed = scratch.makeUnwritable(place, m_install); !failed.isEmpty())
+                return failed;
             QObject parent;
             QJUpdateInstaller *installer = makeInstaller(&parent);
             if (installer->install() != QJUpdateInstaller::Failed)

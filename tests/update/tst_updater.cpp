@@ -19,14 +19,6 @@ class TestUpdater : public QObject
 
     QTemporaryDir m_dir;
 
-    bool run(const QString &program, const QStringList &arguments)
-    {
-        QProcess process;
-        process.setWorkingDirectory(m_dir.path());
-        process.start(program, arguments);
-        return process.waitForFinished(20000) && process.exitCode() == 0;
-    }
-
     // A version 4.2 package whose program appends "started 4.2" to the log and ends with @p status;
     // without @p packaged, the record names only a web page.
     void publish(int status, bool packaged)
@@ -40,9 +32,9 @@ class TestUpdater : public QObject
         const QString versions = m_dir.filePath(u"srv/testwriter"_s);
         QVERIFY(QDir().mkpath(versions));
         const QString package = versions + u"/app.tar.gz"_s;
-        QVERIFY(run(u"tar"_s, {u"-czf"_s, package, u"-C"_s, stage, u"."_s}));
+        QVERIFY(QJTest::runProgram(u"tar"_s, {u"-czf"_s, package, u"-C"_s, stage, u"."_s}, m_dir.path()));
         QFile::remove(package + u".minisig"_s);
-        QVERIFY(run(u"minisign"_s, {u"-S"_s, u"-s"_s, u"key.sec"_s, u"-m"_s, package}));
+        QVERIFY(QJTest::runProgram(u"minisign"_s, {u"-S"_s, u"-s"_s, u"key.sec"_s, u"-m"_s, package}, m_dir.path()));
         QJDictionary record {{u"version"_s, u"4.2"_s}, {u"webPage"_s, u"https://example.org/testwriter"_s}};
         if (packaged) {
             record = QJDictionary {{u"version"_s, u"4.2"_s}, {u"package"_s, u"app.tar.gz"_s},
@@ -57,7 +49,8 @@ class TestUpdater : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        QVERIFY(run(u"minisign"_s, {u"-G"_s, u"-W"_s, u"-p"_s, u"key.pub"_s, u"-s"_s, u"key.sec"_s}));
+        QVERIFY(QJTest::runProgram(
+            u"minisign"_s, {u"-G"_s, u"-W"_s, u"-p"_s, u"key.pub"_s, u"-s"_s, u"key.sec"_s}, m_dir.path()));
     }
 
     // What the host's install folder holds in the end, and which versions were started.
