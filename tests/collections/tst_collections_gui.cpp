@@ -38,9 +38,7 @@ private Q_SLOTS:
 
         const QJDictionary back = QJArchiving::archive(archived, true, true, true, keyed);
         QVERIFY(back.isMutable());
-        QCOMPARE(back.objectForKey(u"colour"_s).toObject().value<QColor>(), colour);
-        QCOMPARE(back.objectForKey(u"font"_s).toObject().value<QFont>(), font);
-        QCOMPARE(back, tree);
+        QCOMPARE(back, tree); // object leaves compare as values of their own types
     }
 
     void itemWithAction()

@@ -91,17 +91,21 @@ struct ModelEngine
     }
 };
 
+// Checks a table entry by entry, and the empty entry that ends it, against the model.
+void compareDict(const Dict &d, const ModelDict &m)
+{
+    QCOMPARE(d._length(), int(m.keys.size()) + 1);
+    for (int i = 0; i < d._length() - 1; ++i) {
+        QCOMPARE(d.key_at(i), m.keys[std::size_t(i)]);
+        QCOMPARE(d.count_at(i), m.counts[std::size_t(i)]);
+        QCOMPARE(d.value_at(i), m.values[std::size_t(i)]);
+    }
+    QCOMPARE(d.key_at(d._length() - 1), nullptr);
+}
+
 // Checks the engine's state after a diff() against the model's after the same steps.
 void compareState(const DiffEngine &engine, const ModelEngine &model)
 {
-    const auto compareDict = [](const Dict &d, const ModelDict &m) {
-        QCOMPARE(d._length(), int(m.keys.size()) + 1);
-        for (int i = 0; i < d._length() - 1; ++i) {
-            QCOMPARE(d.key_at(i), m.keys[std::size_t(i)]);
-            QCOMPARE(d.count_at(i), m.counts[std::size_t(i)]);
-            QCOMPARE(d.value_at(i), m.values[std::size_t(i)]);
-        }
-    };
     compareDict(*engine.from_dict, model.fromDict);
     compareDict(*engine.to_dict, model.toDict);
     for (std::size_t i = 0; i < model.fromChanged.size(); ++i)
@@ -180,12 +184,7 @@ private Q_SLOTS:
             }
             QCOMPARE(dict._length(), int(model.keys.size()) + 1);
         }
-        for (int i = 0; i < dict._length() - 1; ++i) {
-            QCOMPARE(dict.count_at(i), model.counts[std::size_t(i)]);
-            QCOMPARE(dict.value_at(i), model.values[std::size_t(i)]);
-            QCOMPARE(dict.key_at(i), model.keys[std::size_t(i)]);
-        }
-        QCOMPARE(dict.key_at(dict._length() - 1), nullptr);
+        compareDict(dict, model);
     }
 
     void diff_data()

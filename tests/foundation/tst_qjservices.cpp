@@ -124,16 +124,10 @@ private Q_SLOTS:
         bool ok = false;
         const QJFileWrapper tree = QJFileWrapper::fromPath(dir.filePath(u"tree"_s), &ok);
         QVERIFY(ok);
-        QVERIFY(tree.isDirectory());
-        QCOMPARE(tree.fileWrappers().keys(), (QStringList {u"link"_s, u"sub"_s}));
-        QVERIFY(tree.fileWrappers().value(u"link"_s).isSymbolicLink());
-        QCOMPARE(tree.fileWrappers().value(u"sub"_s).fileWrappers().value(u"a.txt"_s).regularFileContents(),
-            QByteArray("alpha"));
-
+        // Kinds, names, contents and the link's destination (made absolute), all compared.
         const QJFileWrapper built = QJFileWrapper::directory(
             {{u"sub"_s, QJFileWrapper::directory({{u"a.txt"_s, QJFileWrapper::regularFile("alpha")}})},
-                {u"link"_s,
-                    QJFileWrapper::symbolicLink(tree.fileWrappers().value(u"link"_s).symbolicLinkDestination())}});
+                {u"link"_s, QJFileWrapper::symbolicLink(dir.filePath(u"tree/sub/a.txt"_s))}});
         QVERIFY(built == tree);
         QJFileWrapper changed = built;
         changed.removeFileWrapper(u"link"_s); // implicitly shared: the original stays
