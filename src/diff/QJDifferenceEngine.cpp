@@ -201,10 +201,7 @@ void QJDifferenceEnginePrivate::appendJoinedPart(
 bool QJDifferenceEnginePrivate::isValid(std::span<const char *const> tokens)
 {
     // Between a run's tokens lie only NULs and separators, all ASCII.
-    if (tokens.empty())
-        return true;
-    const char *end = tokens.back() + std::strlen(tokens.back());
-    return QJDiffTokenizer::utf16Length(QByteArrayView(tokens.front(), end)) >= 0;
+    return QJDiffTokenizer::utf16Length(stretch(tokens)) >= 0;
 }
 
 DiffObject::DiffObject(const DiffOperation *op)

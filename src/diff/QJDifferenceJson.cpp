@@ -122,8 +122,15 @@ QByteArray matchText(float match)
 
 using Take = std::function<bool(const QByteArray &)>;
 
-// Text is formatted in chunks of about a megabyte, counted in tokens.
-constexpr std::size_t chunkTokens = 1 << 17;
+// Text is formatted in chunks of about a megabyte, measured in the bytes the tokens span: a count
+// of tokens would make chunks of long lines a hundred times larger than chunks of words, buffers
+// that no longer stay in the cache and are faulted in afresh.
+constexpr std::size_t chunkBytes = 1 << 20;
+
+std::size_t bytes(std::span<const char *const> tokens)
+{
+    return std::size_t(QJDifferenceEnginePrivate::stretch(tokens).size());
+}
 
 // Appends run @p i, longer than a chunk, a part at a time, giving @p out to @p take whenever it
 // has grown to a chunk: such a run is never held whole.
@@ -134,10 +141,14 @@ bool appendLongRun(QByteArray &out, const QJDifferenceEnginePrivate &d, std::siz
     const auto side = [&](std::span<const char *const> tokens) {
         const int valid = QJDifferenceEnginePrivate::isValid(tokens) ? 1 : 0;
         out += '"';
-        for (std::size_t at = 0; at < tokens.size(); at += chunkTokens) {
+        for (std::size_t at = 0, next; at < tokens.size(); at = next) {
+            // The part ends at the first token a chunk past its start; tokens lie in text order.
+            const char *start = tokens[at];
+            next = std::size_t(std::partition_point(tokens.begin() + qsizetype(at) + 1, tokens.end(),
+                                   [start](const char *t) { return std::size_t(t - start) < chunkBytes; })
+                - tokens.begin());
             text.truncate(0);
-            QJDifferenceEnginePrivate::appendJoinedPart(
-                text, tokens.subspan(at, std::min(chunkTokens, tokens.size() - at)), at == 0, valid);
+            QJDifferenceEnginePrivate::appendJoinedPart(text, tokens.subspan(at, next - at), at == 0, valid);
             appendEscaped(out, text);
             if (!take(out))
                 return false;
@@ -166,22 +177,21 @@ bool writeDocument(const QJDifferenceEngine &engine, const Take &take)
     // The chunks' first runs; a run longer than a chunk is one of its own.
     std::vector<std::size_t> bounds {0};
     std::vector<bool> longRun;
-    std::size_t tokens = 0;
+    std::size_t chunk = 0;
     for (std::size_t i = 0; i < d.runs.size(); ++i) {
         const DiffRun &run = d.runs[i];
         const std::size_t length
-            = std::size_t(run.type == DiffOpCopy ? 2 * (run.from_end - run.from_begin)
-                                                 : run.from_end - run.from_begin + run.to_end - run.to_begin);
-        if (length > chunkTokens && tokens > 0) {
+            = run.type == DiffOpCopy ? 2 * bytes(d.oldTokens(run)) : bytes(d.oldTokens(run)) + bytes(d.newTokens(run));
+        if (length > chunkBytes && chunk > 0) {
             bounds.push_back(i);
             longRun.push_back(false);
-            tokens = 0;
+            chunk = 0;
         }
-        tokens += length;
-        if (tokens >= chunkTokens || i + 1 == d.runs.size()) {
+        chunk += length;
+        if (chunk >= chunkBytes || i + 1 == d.runs.size()) {
             bounds.push_back(i + 1);
-            longRun.push_back(length > chunkTokens);
-            tokens = 0;
+            longRun.push_back(length > chunkBytes);
+            chunk = 0;
         }
     }
     QByteArray first = "{\"differences\":[";
@@ -197,7 +207,7 @@ bool writeDocument(const QJDifferenceEngine &engine, const Take &take)
         }
         const bool pair = k + 1 < longRun.size() && !longRun[k + 1];
         QJDiffCore::both(
-            pair ? 2 * chunkTokens : 0, [&] { appendRuns(first, firstText, d, bounds[k], bounds[k + 1]); },
+            pair ? 2 * chunkBytes : 0, [&] { appendRuns(first, firstText, d, bounds[k], bounds[k + 1]); },
             [&] {
                 if (pair)
                     appendRuns(second, secondText, d, bounds[k + 1], bounds[k + 2]);

@@ -176,7 +176,7 @@ private Q_SLOTS:
                 // A copy and a change longer than the JSON writer's chunks, both sides of the change
                 // starting with a byte order mark; the old one ends cut inside a character.
                 QStringList same, changed, added;
-                for (int k = 0; k < 140000; ++k)
+                for (int k = 0; k < 200000; ++k)
                     same << u"s%1"_s.arg(k), changed << u"w%1"_s.arg(k), added << u"v%1"_s.arg(k);
                 oldText = same.join(u' ') + u"\n\ufeff"_s + changed.join(u' ') + u" ééé"_s;
                 newText = same.join(u' ') + u"\n\ufeff"_s + added.join(u' ');
