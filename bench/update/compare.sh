@@ -6,8 +6,10 @@
 #
 #   bench/update/compare.sh [BUILD_DIR] [RUNS]
 #
-# The server is python3 -m http.server on 127.0.0.1, serving a generated directory of 100 and of
-# 1000 versions newer than the installed build. Each command runs RUNS times (default 5); the
+# Two servers on 127.0.0.1 serve a generated directory of 100 and of 1000 versions newer than the
+# installed build: the demo's version server (HTTP/1.1, connections kept open, as a production server
+# keeps them) and python3 -m http.server (HTTP/1.0, a connection per request, one interpreter lock,
+# which makes concurrent requests wait on each other). Each command runs RUNS times (default 5); the
 # median wall-clock time is reported.
 set -euo pipefail
 source "$(dirname "$0")/../../scripts/lib/common.sh"
@@ -36,10 +38,19 @@ if [[ ! -s $dir/info.plist ]]; then
   } > "$dir/info.plist"
 fi
 
+demo=$build/examples/demo/qjkit-demo
+[[ -x $demo ]] || { echo "compare.sh: $demo is missing; build it first" >&2; exit 2; }
+"$demo" --serve-versions "$data/AppServices/Versions" > "$data/server.out" 2> /dev/null &
+demo_server=$!
 serve_directory "$data"
-port=$serve_port
-base="http://127.0.0.1:$port/AppServices/Versions/"
+trap "kill $demo_server 2> /dev/null || true; $(trap -p EXIT | sed "s/^trap -- '//; s/' EXIT$//")" EXIT
+for _ in $(seq 50); do grep -q 'http://' "$data/server.out" && break; sleep 0.1; done
+version_server=$(grep -o 'http://[^ ]*' "$data/server.out")
+[[ -n $version_server ]] || { echo "compare.sh: the version server did not start" >&2; exit 2; }
 
+for server in "version server" "python http.server"; do
+base=$version_server
+[[ $server == python* ]] && base="http://127.0.0.1:$serve_port/AppServices/Versions/"
 for count in 100 1000; do
   build_installed=$((2000 - count))
   # qjkit fetches the index and the records of the newest 100 at most; curl fetches as many files.
@@ -51,5 +62,6 @@ for count in 100 1000; do
   ours=$(median "$qjkit" check-update --base-url "$base" --name "Bench Writer" --build "$build_installed")
   theirs=$(median curl -sf "${urls[@]}")
   awk -v n="$count" -v l="$listed" -v t1="$ours" -v t2="$theirs" -v r=$(( ${#urls[@]} )) \
-    'BEGIN { printf "| %d newer versions (%d listed) | `qjkit check-update` %.3f s | `curl` %d files %.3f s | %.2f |\n", n, l, t1, r, t2, t1 / t2 }'
+    -v s="$server" 'BEGIN { printf "| %d newer versions (%d listed), %s | `qjkit check-update` %.3f s | `curl` %d files %.3f s | %.2f |\n", n, l, s, t1, r, t2, t1 / t2 }'
+done
 done

@@ -124,6 +124,8 @@ public:
     int maximumRedirects = 5;
     int maximumVersions = 100;
     QJUpdateChecker::ReachabilityTest reachability;
+    // Until a test is set, the system's, made when a check first asks a remote server.
+    bool systemReachability = true;
 
     bool running = false;
     bool expired = false; // the whole check's time is up: no request is started any more
@@ -336,7 +338,6 @@ QJUpdateChecker::QJUpdateChecker(QObject *parent) : QObject(parent), d(std::make
     d->applicationName = main.objectForInfoDictionaryKey(u"CFBundleName"_s).toString();
     d->installedBuild = main.objectForInfoDictionaryKey(u"CFBundleVersion"_s).toString();
     d->descriptionKey = localizedDescriptionKey();
-    d->reachability = systemReachabilityTest();
 }
 
 QJUpdateChecker::~QJUpdateChecker()
@@ -495,6 +496,7 @@ int QJUpdateChecker::maximumVersions() const
 void QJUpdateChecker::setReachabilityTest(ReachabilityTest test)
 {
     d->reachability = std::move(test);
+    d->systemReachability = false;
 }
 
 bool QJUpdateChecker::isRunning() const
@@ -531,6 +533,12 @@ void QJUpdateChecker::start()
     if (!directory.isValid() || directory.host().isEmpty() || (scheme != u"http" && scheme != u"https")) {
         d->finish(QJUpdateCheckResult::NotReachable, u"not an http or https address: %1"_s.arg(directory.toString()));
         return;
+    }
+    // The system's test loads a network-information plugin, milliseconds of a check against a
+    // server on this machine, which it exempts anyway: only a remote server waits for it.
+    if (d->systemReachability && !isLoopbackHost(directory.host())) {
+        d->reachability = systemReachabilityTest();
+        d->systemReachability = false;
     }
     QString reason;
     if (d->reachability && !d->reachability(directory, &reason)) {

@@ -177,7 +177,10 @@ public:
     void setMaximumVersions(int count);
     /** @return how many of the newest versions are fetched and listed. */
     int maximumVersions() const;
-    /** Sets the reachability test (default systemReachabilityTest(), taken when the checker is made). */
+    /**
+     * Sets the reachability test (default systemReachabilityTest(), taken when a check first asks a
+     * server that is not on this machine).
+     */
     void setReachabilityTest(ReachabilityTest test);
 
     /** Starts a check on the checker's thread; finished() follows. Does nothing while one runs. */
