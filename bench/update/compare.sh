@@ -9,12 +9,12 @@
 # Two servers on 127.0.0.1 serve a generated directory of 100 and of 1000 versions newer than the
 # installed build: the demo's version server (HTTP/1.1, connections kept open, as a production server
 # keeps them) and python3 -m http.server (HTTP/1.0, a connection per request, one interpreter lock,
-# which makes concurrent requests wait on each other). Each command runs RUNS times (default 5); the
-# median wall-clock time is reported.
+# which makes concurrent requests wait on each other). Each command runs RUNS times (default 15, a
+# check lasting a few hundredths of a second); the median wall-clock time is reported.
 set -euo pipefail
 source "$(dirname "$0")/../../scripts/lib/common.sh"
 build=${1:-build}
-runs=${2:-5}
+runs=${2:-15}
 qjkit=$build/tools/qjkit/qjkit
 [[ -x $qjkit ]] || { echo "compare.sh: $qjkit is missing; build it first" >&2; exit 2; }
 command -v curl >/dev/null || { echo "compare.sh: curl is missing" >&2; exit 2; }
