@@ -78,13 +78,24 @@ bool appendStretch(QByteArray &out, std::span<const char *const> tokens, bool *b
     __m128i high = _mm_setzero_si128();
     const __m128i zero = _mm_setzero_si128();
     const __m128i blank = _mm_set1_epi8(' ');
-    for (; length - k >= 16; k += 16) {
+    // NULs are counted per byte lane and summed before a lane can wrap: std::popcount of the mask
+    // is a library call on baseline x86-64.
+    __m128i lanes = zero;
+    const auto sumLanes = [&] {
+        const __m128i sums = _mm_sad_epu8(lanes, zero);
+        nuls += _mm_cvtsi128_si32(sums) + _mm_extract_epi16(sums, 4);
+        lanes = zero;
+    };
+    for (int round = 1; length - k >= 16; k += 16, ++round) {
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(first + k));
         const __m128i isNul = _mm_cmpeq_epi8(v, zero);
         _mm_storeu_si128(reinterpret_cast<__m128i *>(w + k), _mm_or_si128(v, _mm_and_si128(isNul, blank)));
-        nuls += std::popcount(unsigned(_mm_movemask_epi8(isNul)));
+        lanes = _mm_sub_epi8(lanes, isNul);
+        if (round % 255 == 0)
+            sumLanes();
         high = _mm_or_si128(high, v);
     }
+    sumLanes();
     seen = _mm_movemask_epi8(high) ? 0x80 : 0;
 #endif
     for (; k < length; ++k) {
