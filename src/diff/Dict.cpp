@@ -132,26 +132,25 @@ void Dict::index_appended(int first)
     const std::size_t mask = slots.size() - 1;
     const int shift = std::max(0, std::countr_zero(slots.size()) - 12);
     std::vector<std::uint32_t> bucketStart(((mask >> shift) + 2), 0);
-    const auto home = [&](std::size_t e) { return std::uint32_t(QJDiffCore::hash(keys[e]).hash); };
-    for (std::size_t e = std::size_t(first); e < end; ++e)
-        ++bucketStart[((home(e) & mask) >> shift) + 1];
+    // Each key is hashed once: a key may be a long line.
+    std::vector<std::uint32_t> hashes(n);
+    for (std::size_t e = std::size_t(first); e < end; ++e) {
+        const auto h = hashes[e - std::size_t(first)] = std::uint32_t(QJDiffCore::hash(keys[e]).hash);
+        ++bucketStart[((h & mask) >> shift) + 1];
+    }
     for (std::size_t b = 1; b < bucketStart.size(); ++b)
         bucketStart[b] += bucketStart[b - 1];
-    struct Item
-    {
-        std::uint32_t hash;
-        int entry;
-    };
-    std::vector<Item> items(n);
-    for (std::size_t e = std::size_t(first); e < end; ++e) {
-        const std::uint32_t h = home(e);
-        items[bucketStart[(h & mask) >> shift]++] = Item {h, int(e)};
-    }
-    for (const Item &item : items) {
-        std::size_t i = item.hash & mask;
+    // The entries in bucket order; with the hashes, as much room as the entries and hashes together.
+    std::vector<std::uint32_t> order(n);
+    for (std::size_t k = 0; k < n; ++k)
+        order[bucketStart[(hashes[k] & mask) >> shift]++] = std::uint32_t(k);
+    for (const std::uint32_t k : order) {
+        const std::uint32_t h = hashes[k];
+        std::size_t i = h & mask;
         while (slots[i].last >= 0)
             i = (i + 1) & mask;
-        slots[i] = Slot {item.hash, item.entry, item.entry};
+        const int entry = first + int(k);
+        slots[i] = Slot {h, entry, entry};
     }
     usedSlots += n;
 }
